@@ -1,0 +1,155 @@
+"""Writes everything that is derived from the catalogue of primitives.
+
+    python3 -m tools.olvmgen.generate --template include/olvm.h.in --out BUILD/generated
+
+Outputs (all under --out, rewritten only when their content changes):
+    include/olvm.h        the public header: types from the template, every declaration
+    olvm.map              linker version script exporting exactly the catalogue's names
+    olvm.def              module definition for the Windows DLL
+    exports.txt           one exported name per line, sorted
+    members.tsv           name, argument words on 32-bit x86, argument names
+    src/<group>_<op>_<type>.cpp   the exported definitions, one file per family and type
+    tests/members.inc     test table: metadata and a typed thunk per member
+    tests/args.inc        the fields of the test harness's argument record
+"""
+import argparse
+import collections
+import os
+import sys
+
+if __package__ in (None, ""):
+    sys.path.insert(0, os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file__)))))
+    __package__ = "tools.olvmgen"  # noqa: A001
+
+from .families import FAMILIES, all_members  # noqa: E402
+
+VERSION_FUNCTION = "olvmGetLibVersion"
+
+
+def write_if_changed(path, text):
+    os.makedirs(os.path.dirname(path), exist_ok=True)
+    try:
+        with open(path, encoding="utf-8") as f:
+            if f.read() == text:
+                return
+    except FileNotFoundError:
+        pass
+    with open(path, "w", encoding="utf-8") as f:
+        f.write(text)
+
+
+def prototype(m):
+    params = ", ".join(f"{a.ctype} {a.name}" for a in m.args)
+    return f"OlvResult OLVM_CALL {m.name}({params})"
+
+
+def header(template, members):
+    decls = []
+    family = None
+    for m in members:
+        if m.family != family:
+            family = m.family
+            decls.append(f"\n/* olvm{family} */")
+        decls.append(f"OLVM_API {prototype(m)};")
+    with open(template, encoding="utf-8") as f:
+        text = f.read()
+    marker = "@OLVM_DECLARATIONS@"
+    if marker not in text:
+        raise SystemExit(f"{template}: missing {marker}")
+    return text.replace(marker, "\n".join(decls).lstrip("\n"))
+
+
+def definitions(members, header_name):
+    out = ["// Generated from the primitive catalogue; do not edit.",
+           '#include "olvm.h"', f'#include "{header_name}"', ""]
+    for m in members:
+        out.append(f"OLVM_API {prototype(m)}\n{{\n    {m.body}\n}}\n")
+    return "\n".join(out)
+
+
+def test_table(members):
+    out = ["// Generated from the primitive catalogue; do not edit."]
+    for m in members:
+        casts = []
+        for a in m.args:
+            if a.ctype.endswith("*"):
+                casts.append(f"static_cast<{a.ctype}>(a.{a.name})")
+            elif a.ctype in ("Olv32f", "Olv64f"):
+                casts.append(f"static_cast<{a.ctype}>(a.{a.name})")
+            else:
+                casts.append(f"a.{a.name}")
+        ops = ",".join(f"{o.role}:{o.kind}:{o.layout}" for o in m.operands)
+        size = m.size or 0
+        call = f"reinterpret_cast<decltype(&{m.name})>(fn)({', '.join(casts)})"
+        out.append(f'OLVM_MEMBER("{m.name}", "{m.family}", "{m.codes}", "{m.type}", {size}, '
+                   f'"{m.layout}", "{ops}", {call})')
+    return "\n".join(out) + "\n"
+
+
+def args_record(members):
+    fields = {}
+    for m in members:
+        for a in m.args:
+            if a.ctype.endswith("*"):
+                t = "const void*" if a.ctype.startswith("const") else "void*"
+                if a.name in fields and fields[a.name] != t:
+                    t = "void*"
+                fields[a.name] = t
+            elif a.ctype in ("Olv32f", "Olv64f"):
+                fields[a.name] = "double"
+            else:
+                fields[a.name] = a.ctype
+    out = ["// Generated from the primitive catalogue; do not edit."]
+    for name in sorted(fields):
+        t = fields[name]
+        init = "nullptr" if t.endswith("*") else "0"
+        if t.endswith("*"):
+            t = "void*"  # the harness passes its own buffers; thunks cast to the real type
+        out.append(f"{t} {name} = {init};")
+    return "\n".join(out) + "\n"
+
+
+def main():
+    ap = argparse.ArgumentParser()
+    ap.add_argument("--template", required=True)
+    ap.add_argument("--out", required=True)
+    opts = ap.parse_args()
+
+    members = list(all_members())
+    names = [m.name for m in members]
+    dupes = [n for n, c in collections.Counter(names).items() if c > 1]
+    if dupes:
+        raise SystemExit(f"duplicate primitive names: {dupes[:5]}")
+
+    out = opts.out
+    write_if_changed(os.path.join(out, "include", "olvm.h"), header(opts.template, members))
+
+    exported = sorted(names + [VERSION_FUNCTION])
+    write_if_changed(os.path.join(out, "exports.txt"), "\n".join(exported) + "\n")
+    write_if_changed(os.path.join(out, "olvm.map"),
+                     "{\n  global:\n" + "".join(f"    {n};\n" for n in exported)
+                     + "  local:\n    *;\n};\n")
+    write_if_changed(os.path.join(out, "olvm.def"),
+                     "LIBRARY olvmpx.dll\nEXPORTS\n" + "".join(f"    {n}\n" for n in exported))
+    rows = [f"{VERSION_FUNCTION}\t0\t"] + [
+        f"{m.name}\t{m.words}\t{','.join(a.name for a in m.args)}" for m in members]
+    write_if_changed(os.path.join(out, "members.tsv"), "\n".join(rows) + "\n")
+
+    groups = collections.OrderedDict()
+    for m in members:
+        groups.setdefault((m.header, m.family, m.type), []).append(m)
+    for (header_name, family, type_), ms in groups.items():
+        group_name = header_name.split("/")[0]
+        path = os.path.join(out, "src", f"{group_name}_{family.lower()}_{type_}.cpp")
+        write_if_changed(path, definitions(ms, header_name))
+
+    write_if_changed(os.path.join(out, "tests", "members.inc"), test_table(members))
+    write_if_changed(os.path.join(out, "tests", "args.inc"), args_record(members))
+
+    # The list of definition files, for the build system.
+    files = sorted(f"src/{h.split('/')[0]}_{f.lower()}_{t}.cpp" for (h, f, t) in groups)
+    write_if_changed(os.path.join(out, "sources.txt"), "\n".join(files) + "\n")
+
+
+if __name__ == "__main__":
+    main()
