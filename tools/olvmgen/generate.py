@@ -106,6 +106,17 @@ def args_record(members):
         if t.endswith("*"):
             t = "void*"  # the harness passes its own buffers; thunks cast to the real type
         out.append(f"{t} {name} = {init};")
+    # Access to one operand's description fields by its role prefix.
+    roles = sorted({o.role for m in members for o in m.operands})
+    out.append("RoleFields role(const std::string& r) {")
+    for r in roles:
+        cap = r[0].upper() + r[1:]
+        refs = [f"p{cap}", f"pp{cap}", f"{r}ObjStride", f"{r}RowStride", f"{r}ElemStride",
+                f"{r}Offset"]
+        vals = ", ".join(f"&{n}" if n in fields else "nullptr" for n in refs)
+        out.append(f'    if (r == "{r}") return RoleFields{{{vals}}};')
+    out.append("    return RoleFields{};")
+    out.append("}")
     return "\n".join(out) + "\n"
 
 

@@ -1,0 +1,153 @@
+// Add and Sub behaviour on hand-picked cases: constants on either side, transposed
+// operands and their mirrored table checks, rounding of 32f results, negative strides,
+// and in-place use in every layout.
+#include <gtest/gtest.h>
+
+#include <cfloat>
+#include <cmath>
+#include <cstring>
+#include <functional>
+#include <limits>
+#include <vector>
+
+#include "olvm.h"
+#include "operands.h"
+
+namespace olvmtest {
+namespace {
+
+TEST(AddSub, ConstantOnEitherSide) {
+    const double src[2] = {0.25, 2};
+    double dst[2] = {0, 0};
+    ASSERT_EQ(olvmSub_cv_64f(src, 1.0, dst, 2), olvResultOk);
+    EXPECT_EQ(dst[0], 0.75);
+    EXPECT_EQ(dst[1], -1.0);
+    ASSERT_EQ(olvmSub_vc_64f(src, 1.0, dst, 2), olvResultOk);
+    EXPECT_EQ(dst[0], -0.75);
+    EXPECT_EQ(dst[1], 1.0);
+}
+
+TEST(AddSub, TransposedOperandIsReadColumnByColumn) {
+    // Source 1 is stored as 3 rows of 2 and used as 2 rows of 3.
+    const float a[3][2] = {{1, 2}, {3, 4}, {5, 6}};
+    const float b[2][3] = {{10, 20, 30}, {40, 50, 60}};
+    float c[2][3] = {};
+    ASSERT_EQ(olvmAdd_mTm_32f(&a[0][0], 8, &b[0][0], 12, &c[0][0], 12, 3, 2), olvResultOk);
+    const float want[2][3] = {{11, 23, 35}, {42, 54, 66}};
+    EXPECT_EQ(std::memcmp(c, want, sizeof c), 0);
+    EXPECT_EQ(c[1][2], a[2][1] + b[1][2]);
+}
+
+TEST(AddSub, SizesAndPointersAreCheckedInOrder) {
+    float x[4] = {1, 2, 3, 4}, y[4] = {};
+    EXPECT_EQ(olvmAdd_vv_32f(x, x, y, 0), olvResultBadSize);
+    EXPECT_EQ(olvmAdd_vv_32f(x, nullptr, y, 0), olvResultNullPointer);
+
+    float* table[9];
+    for (auto& e : table) e = y;
+    table[4] = nullptr;
+    float* good[9];
+    for (auto& e : good) e = x;
+    EXPECT_EQ(olvmAdd_mam_32f_P(good, 0, good, 0, table, 0, 3, 3, 0), olvResultNullPointer);
+    float* objects[1] = {nullptr};
+    EXPECT_EQ(olvmAdd_mam_32f_L(objects, 0, 12, x, 12, objects, 0, 12, 3, 1, 0), olvResultOk);
+}
+
+// A transposed operand of a single-object P member is tested at the entry of the element
+// as used (i * height + j) while it is read from the stored position (j * height + i).
+TEST(AddSub, TransposedTableTestIsMirrored) {
+    Rng rng(7);
+    const MemberInfo& m = member("olvmAdd_mTm_32f_P");
+    {
+        // width 3, height 2: entry 1 is tested for element (0, 1) but read for (1, 0).
+        Call c = make_elementwise_call(m, 3, 2, 1, rng);
+        c.snapshot_all();
+        c.op("src1").table()[1] = nullptr;
+        EXPECT_EQ(c.run(), olvResultNullPointer);
+        Placed& d = c.op("dst");
+        EXPECT_TRUE(d.element_changed(0, 0, 0));
+        EXPECT_FALSE(d.element_changed(0, 0, 1));
+    }
+    {
+        // width 2, height 3: element (2, 1) tests entry 7, past the 6 entries of the table.
+        Call c = make_elementwise_call(m, 2, 3, 1, rng);
+        c.snapshot_all();
+        c.op("src1").table()[7] = nullptr;
+        EXPECT_EQ(c.run(), olvResultNullPointer);
+        Placed& d = c.op("dst");
+        EXPECT_TRUE(d.element_changed(0, 2, 0));
+        EXPECT_FALSE(d.element_changed(0, 2, 1));
+    }
+}
+
+TEST(AddSub, SinglePrecisionResultsAreRoundedOnce) {
+    const float inf = std::numeric_limits<float>::infinity();
+    const float nan = std::numeric_limits<float>::quiet_NaN();
+    const float tiny = std::numeric_limits<float>::denorm_min();
+    const float a[6] = {1.0f + FLT_EPSILON, FLT_MAX, tiny, -0.0f, 3.0f, 1.0f};
+    const float b[6] = {FLT_EPSILON / 2, FLT_MAX, tiny, -0.0f, nan, -inf};
+    float c[6];
+    ASSERT_EQ(olvmAdd_vv_32f(a, b, c, 6), olvResultOk);
+    EXPECT_EQ(c[0], 1.0f + 2 * FLT_EPSILON);  // exact tie, rounded to even
+    EXPECT_EQ(c[1], inf);                     // finite in double, overflows on store
+    EXPECT_EQ(c[2], 2 * tiny);                // subnormals are kept
+    EXPECT_TRUE(std::signbit(c[3]) && c[3] == 0.0f);
+    EXPECT_TRUE(std::isnan(c[4]));
+    EXPECT_EQ(c[5], -inf);
+    ASSERT_EQ(olvmSub_vv_32f(a, b, c, 6), olvResultOk);
+    EXPECT_EQ(c[0], 1.0f);                   // tie again, down to even
+    EXPECT_FALSE(std::signbit(c[3]));        // -0 - -0 = +0
+    EXPECT_EQ(c[5], inf);
+}
+
+TEST(AddSub, NegativeStridesStepBackwards) {
+    const float x[4] = {1, 2, 3, 4}, y[4] = {10, 20, 30, 40};
+    float z[4] = {};
+    // Read both sources from their last element down, write the destination upwards.
+    ASSERT_EQ(olvmAdd_vv_32f_S2(x + 3, -4, y + 3, -4, z, 4, 4), olvResultOk);
+    const float want[4] = {44, 33, 22, 11};
+    EXPECT_EQ(std::memcmp(z, want, sizeof z), 0);
+
+    // Arrays of 2x2 matrices stored last object first.
+    const double a[2][4] = {{1, 2, 3, 4}, {5, 6, 7, 8}};
+    double d[2][4] = {};
+    ASSERT_EQ(olvmSub_mama_64f(&a[1][0], -32, 16, &a[0][0], 32, 16, &d[1][0], -32, 16, 2, 2, 2),
+              olvResultOk);
+    for (int k = 0; k < 4; ++k) EXPECT_EQ(d[1][k], a[1][k] - a[0][k]);
+    for (int k = 0; k < 4; ++k) EXPECT_EQ(d[0][k], a[0][k] - a[1][k]);
+}
+
+// A destination described exactly like one of the sources gives the out-of-place result.
+TEST(AddSub, InPlaceInEveryLayout) {
+    int checked = 0;
+    for (const auto& m : members()) {
+        const std::string family = m.family;
+        if (family != "Add" && family != "Sub") continue;
+        const auto info = m.operand_list();
+        const std::string dst_kind = info.back().kind;
+        for (const auto& o : info) {
+            if (o.role == "dst" || o.kind != dst_kind) continue;
+            const bool vector = m.codes[0] == 'v' || m.codes[0] == 'c';
+            const unsigned w = m.size ? m.size : 3, h = vector ? 1 : w;
+            const auto seed = std::hash<std::string>{}(m.name);
+            Rng r1(seed), r2(seed);
+            Call apart = make_elementwise_call(m, w, h, 3, r1);
+            Call same = make_elementwise_call(m, w, h, 3, r2);
+            ASSERT_EQ(apart.run(), olvResultOk);
+            same.op(o.role).describe(same.args, "dst");
+            ASSERT_EQ(same.run(), olvResultOk) << m.name;
+            Placed& want = apart.op("dst");
+            Placed& got = same.op(o.role);
+            for (unsigned n = 0; n < want.count(); ++n)
+                for (unsigned i = 0; i < want.rows(); ++i)
+                    for (unsigned j = 0; j < want.cols(); ++j)
+                        ASSERT_TRUE(same_bits(got.get(n, i, j), want.get(n, i, j), m.elem_size()))
+                            << m.name << " in place on " << o.role;
+            ++checked;
+        }
+    }
+    EXPECT_GT(checked, 1500);
+}
+
+}  // namespace
+}  // namespace olvmtest

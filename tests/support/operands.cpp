@@ -1,0 +1,56 @@
+#include "operands.h"
+
+#include <stdexcept>
+
+namespace olvmtest {
+
+bool is_array_kind(const std::string& kind) { return kind == "ma" || kind == "maT" || kind == "va"; }
+bool is_transposed_kind(const std::string& kind) { return kind == "mT" || kind == "maT"; }
+
+const OperandInfo& Call::kind_of(const std::string& role) const {
+    for (const auto& o : info)
+        if (o.role == role) return o;
+    throw std::runtime_error("no operand " + role);
+}
+
+double Call::used(const std::string& role, unsigned n, unsigned i, unsigned j) const {
+    const OperandInfo& o = kind_of(role);
+    const Placed& p = *ops.at(role);
+    const unsigned obj = is_array_kind(o.kind) ? n : 0;
+    return is_transposed_kind(o.kind) ? p.get(obj, j, i) : p.get(obj, i, j);
+}
+
+void Call::snapshot_all() {
+    for (auto& [role, p] : ops) p->snapshot();
+}
+
+Call make_elementwise_call(const MemberInfo& m, unsigned width, unsigned height, unsigned count,
+                           Rng& rng, Placement how) {
+    Call c;
+    c.m = &m;
+    c.info = m.operand_list();
+    c.width = width;
+    c.height = height;
+    bool any_array = false;
+    for (const auto& o : c.info) any_array = any_array || is_array_kind(o.kind);
+    c.count = any_array ? count : 1;
+    for (const auto& o : c.info) {
+        const bool vector = o.kind[0] == 'v';
+        const bool trans = is_transposed_kind(o.kind);
+        const unsigned rows = vector ? 1 : (trans ? width : height);
+        const unsigned cols = vector ? width : (trans ? height : width);
+        auto p = std::make_unique<Placed>(m.elem_size(), o.layout, is_array_kind(o.kind), rows,
+                                          cols, c.count, rng, how);
+        if (o.role != "dst") p->randomize(rng);
+        p->describe(c.args, o.role);
+        c.ops[o.role] = std::move(p);
+    }
+    c.args.width = width;
+    c.args.height = height;
+    c.args.len = width;
+    c.args.count = c.count;
+    c.args.val = random_value(rng, m.elem_size());
+    return c;
+}
+
+}  // namespace olvmtest

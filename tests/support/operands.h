@@ -1,0 +1,37 @@
+// Builds the operands of one call of an element-wise-shaped member (Add, Sub): each
+// matrix or vector operand placed in its layout, sources filled with random values,
+// the destination left as sentinel bytes.
+#pragma once
+
+#include <map>
+#include <memory>
+#include <string>
+
+#include "harness.h"
+
+namespace olvmtest {
+
+struct Call {
+    const MemberInfo* m = nullptr;
+    Args args;
+    std::map<std::string, std::unique_ptr<Placed>> ops;  // by role
+    std::vector<OperandInfo> info;
+    unsigned width = 0, height = 0, count = 1;
+
+    Placed& op(const std::string& role) { return *ops.at(role); }
+    const OperandInfo& kind_of(const std::string& role) const;
+    // Value of operand `role` at (i, j) of object n as the primitive uses it.
+    double used(const std::string& role, unsigned n, unsigned i, unsigned j) const;
+    void snapshot_all();
+    OlvResult run() { return call(*m, args); }
+};
+
+bool is_array_kind(const std::string& kind);
+bool is_transposed_kind(const std::string& kind);
+
+// Result of `height` rows by `width` columns (vectors: height 1, width = len); operands
+// are placed with `how`. Sizes default to the member's fixed size.
+Call make_elementwise_call(const MemberInfo& m, unsigned width, unsigned height, unsigned count,
+                           Rng& rng, Placement how = {});
+
+}  // namespace olvmtest

@@ -1,0 +1,50 @@
+// The catalogue holds each family's published number of members, every member is
+// exported by the shared library, and the version record reads as published.
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <map>
+#include <string>
+
+#include "harness.h"
+
+namespace olvmtest {
+namespace {
+
+TEST(Catalogue, FamilySizes) {
+    const std::map<std::string, int> published = {{"Add", 840}, {"Sub", 1230}};
+    std::map<std::string, int> counted;
+    for (const auto& m : members()) ++counted[m.family];
+    EXPECT_EQ(counted, published);
+}
+
+TEST(Catalogue, EveryMemberIsExported) {
+    int missing = 0;
+    for (const auto& m : members()) {
+        if (!symbol(m.name)) {
+            ADD_FAILURE() << m.name << " is declared but not exported";
+            ++missing;
+        }
+    }
+    EXPECT_EQ(missing, 0);
+}
+
+TEST(Version, RecordIsStaticAndReadsAsPublished) {
+    using Get = const OlvVersionInfo*(OLVM_CALL*)(void);
+    auto get = reinterpret_cast<Get>(symbol("olvmGetLibVersion"));
+    ASSERT_NE(get, nullptr);
+    const OlvVersionInfo* v = get();
+    ASSERT_NE(v, nullptr);
+    EXPECT_EQ(v, get());
+    EXPECT_EQ(v->versionMajor, 3);
+    EXPECT_EQ(v->versionMinor, 0);
+    EXPECT_EQ(v->buildMajor, 12);
+    EXPECT_EQ(v->buildMinor, 6);
+    EXPECT_EQ(std::memcmp(v->targetCode, "px\0\0", 4), 0);
+    EXPECT_STREQ(v->libraryName, "olvmpx.dll");
+    EXPECT_STREQ(v->versionText, "v3.0 Gold");
+    EXPECT_STREQ(v->buildDate, "Dec 11 2002");
+}
+
+}  // namespace
+}  // namespace olvmtest
