@@ -16,5 +16,7 @@ write_basic_package_version_file(${CMAKE_BINARY_DIR}/olvmConfigVersion.cmake
 install(FILES ${CMAKE_BINARY_DIR}/olvmConfig.cmake ${CMAKE_BINARY_DIR}/olvmConfigVersion.cmake
   DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/olvm)
 
+# The .pc file locates the prefix relative to itself, so an installed tree can be moved.
+file(RELATIVE_PATH OLVM_PC_TO_PREFIX ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig ${CMAKE_INSTALL_PREFIX})
 configure_file(${CMAKE_SOURCE_DIR}/cmake/olvm.pc.in ${CMAKE_BINARY_DIR}/olvm.pc @ONLY)
 install(FILES ${CMAKE_BINARY_DIR}/olvm.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)

@@ -1,0 +1,17 @@
+#!/usr/bin/env bash
+# Installs the built library into a scratch prefix and builds the example against it the
+# two ways a user would: CMake's find_package(olvm), and pkg-config with a plain compiler.
+set -euo pipefail
+build=$1 source=$2
+work=$(mktemp -d)
+trap 'rm -rf "$work"' EXIT
+cmake --install "$build" --prefix "$work/prefix" >/dev/null
+cmake -S "$source/examples" -B "$work/example" -DCMAKE_PREFIX_PATH="$work/prefix" >/dev/null
+cmake --build "$work/example" >/dev/null
+LD_LIBRARY_PATH="$work/prefix/lib" "$work/example/olvm_example"
+pc="$work/prefix/lib/pkgconfig"
+[ -d "$pc" ] || pc=$(dirname "$(find "$work/prefix" -name olvm.pc | head -n 1)")
+cc -std=c99 -o "$work/pc_example" "$source/examples/add_arrays.c" \
+   $(PKG_CONFIG_PATH="$pc" pkg-config --cflags --libs olvm)
+LD_LIBRARY_PATH="$(dirname "$(find "$work/prefix" -name 'libolvm.so' | head -n 1)")" "$work/pc_example" >/dev/null
+echo "installed package consumed through find_package and pkg-config"
