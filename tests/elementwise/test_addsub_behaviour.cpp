@@ -56,27 +56,26 @@ TEST(AddSub, SizesAndPointersAreCheckedInOrder) {
 // A transposed operand of a single-object P member is tested at the entry of the element
 // as used (i * height + j) while it is read from the stored position (j * height + i).
 TEST(AddSub, TransposedTableTestIsMirrored) {
-    Rng rng(7);
-    const MemberInfo& m = member("olvmAdd_mTm_32f_P");
-    {
+    struct Case {
+        unsigned width, height, null_entry;
+        unsigned last_written_i, last_written_j;  // the element before the failing one
+        unsigned failing_i, failing_j;
+    };
+    const Case cases[] = {
         // width 3, height 2: entry 1 is tested for element (0, 1) but read for (1, 0).
-        Call c = make_elementwise_call(m, 3, 2, 1, rng);
-        c.snapshot_all();
-        c.op("src1").table()[1] = nullptr;
-        EXPECT_EQ(c.run(), olvResultNullPointer);
-        Placed& d = c.op("dst");
-        EXPECT_TRUE(d.element_changed(0, 0, 0));
-        EXPECT_FALSE(d.element_changed(0, 0, 1));
-    }
-    {
+        {3, 2, 1, 0, 0, 0, 1},
         // width 2, height 3: element (2, 1) tests entry 7, past the 6 entries of the table.
-        Call c = make_elementwise_call(m, 2, 3, 1, rng);
+        {2, 3, 7, 2, 0, 2, 1},
+    };
+    Rng rng(7);
+    for (const Case& k : cases) {
+        Call c = make_elementwise_call(member("olvmAdd_mTm_32f_P"), k.width, k.height, 1, rng);
         c.snapshot_all();
-        c.op("src1").table()[7] = nullptr;
+        c.op("src1").table()[k.null_entry] = nullptr;
         EXPECT_EQ(c.run(), olvResultNullPointer);
         Placed& d = c.op("dst");
-        EXPECT_TRUE(d.element_changed(0, 2, 0));
-        EXPECT_FALSE(d.element_changed(0, 2, 1));
+        EXPECT_TRUE(d.element_changed(0, k.last_written_i, k.last_written_j));
+        EXPECT_FALSE(d.element_changed(0, k.failing_i, k.failing_j));
     }
 }
 
