@@ -116,6 +116,19 @@ TEST(AddSub, NegativeStridesStepBackwards) {
     for (int k = 0; k < 4; ++k) EXPECT_EQ(d[0][k], a[0][k] - a[1][k]);
 }
 
+// Strides are used as passed: a zero object stride reads (or writes) the same object for
+// every n, so the last object's result is what a zero-stride destination keeps.
+TEST(AddSub, ZeroStridesAreUsedAsPassed) {
+    const float x[3] = {1, 2, 3};
+    const float y[3][3] = {{10, 20, 30}, {40, 50, 60}, {70, 80, 90}};
+    float many[3][3] = {}, one[3] = {};
+    ASSERT_EQ(olvmAdd_vav_32f(x, 0, &y[1][0], &many[0][0], 12, 3, 3), olvResultOk);
+    for (int n = 0; n < 3; ++n)
+        for (int k = 0; k < 3; ++k) EXPECT_EQ(many[n][k], x[k] + y[1][k]);
+    ASSERT_EQ(olvmSub_vva_32f(x, &y[0][0], 12, one, 0, 3, 3), olvResultOk);
+    for (int k = 0; k < 3; ++k) EXPECT_EQ(one[k], x[k] - y[2][k]);
+}
+
 // A destination described exactly like one of the sources gives the out-of-place result.
 TEST(AddSub, InPlaceInEveryLayout) {
     int checked = 0;
