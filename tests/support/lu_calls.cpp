@@ -41,6 +41,18 @@ void store(unsigned char* p, double v, std::size_t esize) {
 
 bool is_table_layout(const std::string& layout) { return layout == "P" || layout == "PS2"; }
 
+void place(Placed& p, unsigned n, const Dense& d) {
+    for (unsigned i = 0; i < d.n; ++i)
+        for (unsigned j = 0; j < d.n; ++j) p.set(n, i, j, d(i, j));
+}
+
+// The arguments besides the operand descriptions.
+void set_common(Args& a, IndexVector& index, unsigned size, unsigned count) {
+    a.pIndex = index.data();
+    a.size = size;
+    a.count = count;
+}
+
 }  // namespace
 
 void DecompCall::snapshot() {
@@ -119,14 +131,11 @@ DecompCall make_decomp_call(const MemberInfo& m, unsigned size, unsigned count, 
     c.index = IndexVector(std::size_t(c.count) * size);
     for (unsigned n = 0; n < c.count; ++n) {
         c.systems.push_back(random_pivoted_matrix(size, rng));
-        for (unsigned i = 0; i < size; ++i)
-            for (unsigned j = 0; j < size; ++j) c.src->set(n, i, j, c.systems.back().a(i, j));
+        place(*c.src, n, c.systems.back().a);
     }
     c.src->describe(c.args, "src");
     c.dst->describe(c.args, "dst");
-    c.args.pIndex = c.index.data();
-    c.args.size = size;
-    c.args.count = c.count;
+    set_common(c.args, c.index, size, c.count);
     return c;
 }
 
@@ -163,17 +172,13 @@ SolveCall make_solve_call(const MemberInfo& m, unsigned size, unsigned count, Rn
     for (unsigned n = 0; n < matrices; ++n) {
         c.systems.push_back(random_factors(size, rng));
         const PackedFactors& f = c.systems.back();
-        for (unsigned i = 0; i < size; ++i) {
-            c.index.data()[std::size_t(n) * size + i] = f.index[i];
-            for (unsigned j = 0; j < size; ++j) c.mat->set(n, i, j, f.stored(i, j));
-        }
+        for (unsigned i = 0; i < size; ++i) c.index.data()[std::size_t(n) * size + i] = f.index[i];
+        place(*c.mat, n, f.stored);
     }
     c.mat->describe(c.args, "src");
     c.rhs->describe(c.args, "src2");
     c.dst->describe(c.args, "dst");
-    c.args.pIndex = c.index.data();
-    c.args.size = size;
-    c.args.count = c.count;
+    set_common(c.args, c.index, size, c.count);
     return c;
 }
 
