@@ -11,7 +11,7 @@ cmake --build "$work/example" >/dev/null
 LD_LIBRARY_PATH="$work/prefix/lib" "$work/example/olvm_example"
 pc="$work/prefix/lib/pkgconfig"
 [ -d "$pc" ] || pc=$(dirname "$(find "$work/prefix" -name olvm.pc | head -n 1)")
-cc -std=c99 -o "$work/pc_example" "$source/examples/add_arrays.c" \
+cc -std=c99 -o "$work/pc_example" "$source/examples/lu_batch.c" \
    $(PKG_CONFIG_PATH="$pc" pkg-config --cflags --libs olvm)
 LD_LIBRARY_PATH="$(dirname "$(find "$work/prefix" -name 'libolvm.so' | head -n 1)")" "$work/pc_example" >/dev/null
 echo "installed package consumed through find_package and pkg-config"

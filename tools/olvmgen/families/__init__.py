@@ -2,11 +2,13 @@
 
 Adding a family means adding its module here and writing its kernel once.
 """
-from . import elementwise
+from . import decomp, elementwise
 
 # (name of the generated translation-unit group, member generator, kernel header)
 FAMILIES = [
     ("elementwise", elementwise.members, "elementwise/combine.h"),
+    ("decomp", decomp.lu_decomp_members, "decomp/lu.h"),
+    ("decomp", decomp.lu_back_subst_members, "decomp/lu_solve.h"),
 ]
 
 
