@@ -2,11 +2,12 @@
 
 Adding a family means adding its module here and writing its kernel once.
 """
-from . import elementwise
+from . import elementwise, products
 
 # (name of the generated translation-unit group, member generator, kernel header)
 FAMILIES = [
     ("elementwise", elementwise.members, "elementwise/combine.h"),
+    ("products", products.members, "products/matmul.h"),
 ]
 
 
