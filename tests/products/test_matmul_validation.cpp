@@ -26,12 +26,6 @@ Call make(const MemberInfo& m, Rng& rng, unsigned count = 3) {
     return c;
 }
 
-bool nothing_written(const Call& c) {
-    for (const auto& [role, p] : c.ops)
-        if (p->any_changed()) return false;
-    return true;
-}
-
 bool is_table_layout(const std::string& l) { return l == "P" || l == "PS2"; }
 
 // Destination elements of objects [0, objects) hold the full result, the rest are untouched.
@@ -61,7 +55,7 @@ TEST(MatMulValidation, NullBaseComesFirst) {
             if (f.pp) *f.pp = nullptr;
             for (SizeArg s : {W1, H1, W2, H2}) size_arg(c.args, s) = 0;  // also size errors
             EXPECT_EQ(c.run(), olvResultNullPointer) << m.name << " null " << o.role;
-            EXPECT_TRUE(nothing_written(c)) << m.name;
+            EXPECT_TRUE(c.nothing_written()) << m.name;
         }
     });
 }
@@ -83,7 +77,7 @@ TEST(MatMulValidation, ZeroSizeFollowsTheCodesRow) {
                 size_arg(c.args, s) = 0;
                 const OlvResult want = tested ? olvResultBadSize : olvResultOk;
                 EXPECT_EQ(c.run(), want) << m.name << " size " << s << " = 0, count " << count;
-                EXPECT_TRUE(nothing_written(c)) << m.name << " size " << s;
+                EXPECT_TRUE(c.nothing_written()) << m.name << " size " << s;
             }
         }
     });
@@ -108,7 +102,7 @@ TEST(MatMulValidation, EqualityFollowsTheCodesRow) {
             const bool breaks = rule.equal[0] == s || rule.equal[1] == s;
             EXPECT_EQ(c.run(), breaks ? olvResultBadSize : olvResultOk) << m.name << " size " << s;
             if (breaks) {
-                EXPECT_TRUE(nothing_written(c)) << m.name;
+                EXPECT_TRUE(c.nothing_written()) << m.name;
             }
             EXPECT_FALSE(c.op("dst").changed_outside_elements()) << m.name;
         }
@@ -121,7 +115,7 @@ TEST(MatMulValidation, CountZeroWritesNothing) {
         Rng rng(std::hash<std::string>{}(m.name));
         Call c = make(m, rng, 0);
         EXPECT_EQ(c.run(), olvResultOk) << m.name;
-        EXPECT_TRUE(nothing_written(c)) << m.name;
+        EXPECT_TRUE(c.nothing_written()) << m.name;
     });
 }
 
@@ -148,7 +142,7 @@ TEST(MatMulValidation, NullTableEntryBeforeCount) {
                 EXPECT_EQ(c.run(), fails ? olvResultNullPointer : olvResultOk)
                     << m.name << " " << o.role << " count " << count;
                 if (is_table_layout(layout)) {
-                    EXPECT_TRUE(nothing_written(c)) << m.name;
+                    EXPECT_TRUE(c.nothing_written()) << m.name;
                 }
             }
         }
@@ -172,7 +166,7 @@ TEST(MatMulValidation, DestinationEntriesCountedBySourceSizes) {
         c.snapshot_all();
         c.op("dst").table()[s.src1Width * s.src2Height - 1] = nullptr;
         EXPECT_EQ(c.run(), olvResultNullPointer) << m.name;
-        EXPECT_TRUE(nothing_written(c)) << m.name;
+        EXPECT_TRUE(c.nothing_written()) << m.name;
     });
 }
 

@@ -5,7 +5,8 @@ transposed and either possibly an array. Each matrix source passes its own width
 height right after its description group; the destination passes no size.
 """
 from ..grammar import (LAYOUTS, MATRIX_SIZES, SINGLE_LAYOUTS, TYPES, Arg, Member, Operand,
-                       group, is_array, member_name, operand_layout, size_text, split_codes)
+                       count_mode, group, is_array, member_name, operand_layout, size_text,
+                       split_codes)
 
 # Size tests of the generic members, per operand code: the three arguments tested for zero
 # and the pair that must be equal. Three rows break the pattern on purpose: `mam` never
@@ -61,11 +62,8 @@ def _matrix_matrix(codes, type_, size, layout):
     dst_args, dst_expr = group("dst", dst_kind, dst_layout, type_, writable=True)
     args += dst_args
     operands.append(Operand("dst", dst_kind, dst_layout))
-    if array:
-        args.append(Arg("count", "unsigned int"))
-        mode = "olvm::frame::Array{count}"
-    else:
-        mode = "olvm::frame::Single{}"
+    count_args, mode = count_mode(array)
+    args += count_args
     body = (f"return {_KERNEL}::matmul(\n        {mode}, {_sizes(codes, size)},\n        "
             f"{dst_expr},\n        " + ",\n        ".join(exprs) + ");")
     name = member_name("Mul", codes, type_, size_text(size, False), layout)
