@@ -5,7 +5,8 @@
 //   3. every entry of P/PS2 tables (arrays)    tables_null, before count is looked at
 //   4. count == 0 returns success
 //   5. while processing: L/LS2 object entries just before each object (objects_null),
-//      single-object P entries just before each element (element_null).
+//      single-object P entries just before each element (element_null, or
+//      held_entry_null for the entries a product reads term by term).
 //
 // Each helper takes any mix of operands and constants and applies only to the
 // descriptors it concerns, so a kernel calls every step unconditionally.
@@ -78,6 +79,13 @@ OLVM_INLINE bool objects_null(unsigned n, const X&... x) {
 template <class X>
 OLVM_INLINE bool entry_null(const X& x, unsigned k) {
     return detail::Traits<X>::entry_null(x, k);
+}
+
+// Step 5, single-object pointer tables: the entry that holds element (i, j) of operand
+// `x` as used, `rowlen` being the row length of the matrix as stored.
+template <class X>
+OLVM_INLINE bool held_entry_null(const X& x, unsigned i, unsigned j, unsigned rowlen) {
+    return entry_null(x, X::entry(i, j, rowlen));
 }
 
 // Step 5, single-object pointer tables, element (i, j) of a result shaped `sh`: each

@@ -104,9 +104,16 @@ struct Array {
 template <class D, bool Trans>
 struct Operand {
     D desc;
+    using Desc = D;
     using Elem = std::remove_pointer_t<decltype(desc.at(0, 0, 0, 0))>;
     using Value = std::remove_const_t<Elem>;
     static constexpr bool transposed = Trans;
+
+    // Index of the table entry (P layouts) that holds element (i, j) as used; `rowlen` is
+    // the row length of the matrix as stored.
+    static OLVM_INLINE unsigned entry(unsigned i, unsigned j, unsigned rowlen) {
+        return Trans ? j * rowlen + i : i * rowlen + j;
+    }
 
     // Element (i, j) as used; `rowlen` is the row length of the matrix as stored.
     OLVM_INLINE Elem* at(unsigned n, unsigned i, unsigned j, unsigned rowlen) const {

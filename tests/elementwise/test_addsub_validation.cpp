@@ -26,12 +26,6 @@ Call make(const MemberInfo& m, Rng& rng, unsigned count = 3) {
     return c;
 }
 
-bool nothing_written(const Call& c) {
-    for (const auto& [role, p] : c.ops)
-        if (p->any_changed()) return false;
-    return true;
-}
-
 // Number of destination elements (flat, object-major) that were written.
 unsigned written_prefix(Call& c, bool& contiguous) {
     Placed& d = c.op("dst");
@@ -67,7 +61,7 @@ TEST(AddSubValidation, NullBaseComesFirst) {
             if (f.pp) *f.pp = nullptr;
             c.args.width = c.args.height = c.args.len = 0;  // also a size error
             EXPECT_EQ(c.run(), olvResultNullPointer) << m.name << " null " << o.role;
-            EXPECT_TRUE(nothing_written(c)) << m.name;
+            EXPECT_TRUE(c.nothing_written()) << m.name;
         }
     });
 }
@@ -84,7 +78,7 @@ TEST(AddSubValidation, ZeroSizesOfGenericMembers) {
             else c.args.height = 0;
             c.args.count = 0;  // the size test comes before count
             EXPECT_EQ(c.run(), olvResultBadSize) << m.name;
-            EXPECT_TRUE(nothing_written(c)) << m.name;
+            EXPECT_TRUE(c.nothing_written()) << m.name;
         }
     });
 }
@@ -98,7 +92,7 @@ TEST(AddSubValidation, CountZeroWritesNothing) {
         Call c = make(m, rng);
         c.args.count = 0;
         EXPECT_EQ(c.run(), olvResultOk) << m.name;
-        EXPECT_TRUE(nothing_written(c)) << m.name;
+        EXPECT_TRUE(c.nothing_written()) << m.name;
     });
 }
 
@@ -122,7 +116,7 @@ TEST(AddSubValidation, NullTableEntryWithCountZero) {
             c.args.count = 0;
             const bool tables = layout == "P" || layout == "PS2";
             EXPECT_EQ(c.run(), tables ? olvResultNullPointer : olvResultOk) << m.name << " " << o.role;
-            EXPECT_TRUE(nothing_written(c)) << m.name;
+            EXPECT_TRUE(c.nothing_written()) << m.name;
         }
     });
 }

@@ -3,6 +3,7 @@
 // the destination left as sentinel bytes.
 #pragma once
 
+#include <functional>
 #include <map>
 #include <memory>
 #include <string>
@@ -23,11 +24,18 @@ struct Call {
     // Value of operand `role` at (i, j) of object n as the primitive uses it.
     double used(const std::string& role, unsigned n, unsigned i, unsigned j) const;
     void snapshot_all();
+    // Whether no operand's memory changed since snapshot_all().
+    bool nothing_written() const;
     OlvResult run() { return call(*m, args); }
 };
 
 bool is_array_kind(const std::string& kind);
 bool is_transposed_kind(const std::string& kind);
+
+// Checks a call made after snapshot_all(): every destination element (object n, row i,
+// column j as stored) equals want(n, i, j) bit for bit, no byte of the destination's
+// memory outside its elements changed, and no source changed.
+void expect_result(Call& c, const std::function<double(unsigned, unsigned, unsigned)>& want);
 
 // Result of `height` rows by `width` columns (vectors: height 1, width = len); operands
 // are placed with `how`. Sizes default to the member's fixed size.

@@ -132,6 +132,14 @@ def group(role, kind, layout, type_, writable=False, stride_names=None):
     return args, f"olvm::frame::operand<{'true' if transposed else 'false'}>({desc})"
 
 
+def count_mode(array):
+    """The trailing `count` argument of a primitive with an array operand (none otherwise)
+    and the C++ mode value its kernel takes: (args, cpp_expression)."""
+    if array:
+        return [Arg("count", "unsigned int")], "olvm::frame::Array{count}"
+    return [], "olvm::frame::Single{}"
+
+
 def constant(name, type_):
     """A scalar constant passed by value: one word for 32f, two for 64f."""
     elem = TYPES[type_]

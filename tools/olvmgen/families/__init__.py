@@ -2,11 +2,12 @@
 
 Adding a family means adding its module here and writing its kernel once.
 """
-from . import decomp, elementwise
+from . import decomp, elementwise, products
 
 # (name of the generated translation-unit group, member generator, kernel header)
 FAMILIES = [
     ("elementwise", elementwise.members, "elementwise/combine.h"),
+    ("products", products.members, "products/matmul.h"),
     ("decomp", decomp.lu_decomp_members, "decomp/lu.h"),
     ("decomp", decomp.lu_back_subst_members, "decomp/lu_solve.h"),
 ]

@@ -1,7 +1,7 @@
 """Element-wise sums and differences: olvmAdd and olvmSub."""
 from ..grammar import (LAYOUTS, MATRIX_SIZES, SINGLE_LAYOUTS, TYPES, Arg, Member, Operand,
-                       constant, group, is_array, is_matrix, member_name, operand_layout,
-                       size_text, split_codes)
+                       constant, count_mode, group, is_array, is_matrix, member_name,
+                       operand_layout, size_text, split_codes)
 
 _MATRIX_SINGLE = ["mm", "mTm", "mmT", "mTmT"]
 _MATRIX_ARRAY_FIRST = ["mam", "maTm", "mamT", "maTmT"]
@@ -56,11 +56,8 @@ def _member(op, codes, type_, size, layout):
             shape = "olvm::frame::Dims{width, height}"
     else:
         shape = f"olvm::frame::Fixed<{size}, {1 if vector else size}>{{}}"
-    if array:
-        args.append(Arg("count", "unsigned int"))
-        mode = "olvm::frame::Array{count}"
-    else:
-        mode = "olvm::frame::Single{}"
+    count_args, mode = count_mode(array)
+    args += count_args
 
     body = (f"return olvm::elementwise::combine<olvm::elementwise::{op}>(\n"
             f"        {mode}, {shape},\n        {dst_expr},\n        "
