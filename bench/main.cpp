@@ -4,11 +4,23 @@
 #include <benchmark/benchmark.h>
 
 #include <cstring>
+#include <fstream>
+#include <string>
 #include <vector>
 
 #include "elementwise/addsub.h"
 #include "support/machine.h"
 #include "support/rows.h"
+
+namespace {
+// The processor's name as the kernel reports it, recorded with the results.
+std::string cpu_model() {
+    std::ifstream cpuinfo("/proc/cpuinfo");
+    for (std::string line; std::getline(cpuinfo, line);)
+        if (line.rfind("model name", 0) == 0) return line.substr(line.find(':') + 2);
+    return "unknown processor";
+}
+}  // namespace
 
 int main(int argc, char** argv) {
     olvm_bench::Scale scale;
@@ -25,6 +37,7 @@ int main(int argc, char** argv) {
     if (benchmark::ReportUnrecognizedArguments(n, args.data())) return 1;
 
     benchmark::AddCustomContext("olvm_scale", scale.smoke ? "smoke" : "full");
+    benchmark::AddCustomContext("olvm_cpu", cpu_model());
     olvm_bench::register_machine();
     olvm_bench::register_elementwise();
 
