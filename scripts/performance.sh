@@ -16,7 +16,10 @@ cmake -S . -B "$build" -G Ninja -DCMAKE_BUILD_TYPE=Release -DOLVM_BUILD_BENCHMAR
   -DOLVM_BUILD_TESTS=OFF -DOLVM_BUILD_EXAMPLES=OFF -DCMAKE_EXPORT_COMPILE_COMMANDS=ON
 cmake --build "$build" --target olvm_bench -j "${OLVM_BENCH_JOBS:-2}"
 
+# Repetitions run interleaved in random order, so that a slow spell of the machine does
+# not fall on one row's repetitions only.
 "$build/bench/olvm_bench" --benchmark_repetitions="$repetitions" \
+  --benchmark_enable_random_interleaving=true \
   --benchmark_out="$build/performance.json" --benchmark_out_format=json "$@"
 
 python3 scripts/performance_report.py --json "$build/performance.json" \
