@@ -113,7 +113,10 @@ def kernel_rows(rows, machine):
         family, member, impl, objects = parts[0], parts[1], parts[2], int(parts[3])
         floor, bound = machine.floor_ns(row)
         ns = row["cpu_ns"] / row["objects"]
-        table[(family, member, objects)][impl] = {"ns": ns, "floor": floor, "bound": bound}
+        table[(family, member, objects)][impl] = {
+            "ns": ns, "floor": floor, "bound": bound, "order": row["family_index"]}
+    # Members in the order the binary registered them (repetitions may run interleaved).
+    table = dict(sorted(table.items(), key=lambda kv: min(v["order"] for v in kv[1].values())))
     for key, impls in table.items():
         if LIBRARY not in impls or len(impls) < 2:
             fail(f"{key[1]} at {key[2]} objects lacks the library or every peer")
@@ -159,7 +162,7 @@ def family_section(family, table, plot_name):
         "| member | objects | implementation | ns/object | floor ns | bound | / floor | / best peer |",
         "|---|---:|---|---:|---:|---|---:|---:|",
     ]
-    # Rows keep the order the binary ran them in, grouped by object count.
+    # Members in registration order, grouped by object count.
     for (fam, member, objects), impls in sorted(table.items(), key=lambda kv: kv[0][2]):
         if fam != family:
             continue
