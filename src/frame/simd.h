@@ -24,13 +24,14 @@
 namespace olvm::simd::OLVM_PATH {
 
 #if defined(__AVX512F__) && defined(__AVX512VL__)
-struct Lanes {
+struct Lanes8 {
     using V = __m512d;
     static constexpr unsigned lanes = 8;
     static __mmask8 mask(unsigned n) { return static_cast<__mmask8>((1u << n) - 1u); }
 
     static OLVM_INLINE V zero() { return _mm512_setzero_pd(); }
     static OLVM_INLINE V broadcast(double x) { return _mm512_set1_pd(x); }
+    static OLVM_INLINE V broadcast(const double* p) { return _mm512_set1_pd(*p); }
     static OLVM_INLINE V add(V a, V b) { return _mm512_add_pd(a, b); }
     static OLVM_INLINE V mul(V a, V b) { return _mm512_mul_pd(a, b); }
     static OLVM_INLINE V fma_exact(V a, V b, V c) { return _mm512_fmadd_pd(a, b, c); }
@@ -44,8 +45,10 @@ struct Lanes {
     static OLVM_INLINE void store(double* p, V v, unsigned n) { _mm512_mask_storeu_pd(p, mask(n), v); }
     static OLVM_INLINE V round(V v, float) { return _mm512_cvtps_pd(_mm512_cvtpd_ps(v)); }
 };
-#elif defined(__AVX2__) && defined(__FMA__)
-struct Lanes {
+#endif
+
+#if defined(__AVX2__) && defined(__FMA__)
+struct Lanes4 {
     using V = __m256d;
     static constexpr unsigned lanes = 4;
     static __m256i mask64(unsigned n) {
@@ -57,6 +60,7 @@ struct Lanes {
 
     static OLVM_INLINE V zero() { return _mm256_setzero_pd(); }
     static OLVM_INLINE V broadcast(double x) { return _mm256_set1_pd(x); }
+    static OLVM_INLINE V broadcast(const double* p) { return _mm256_broadcast_sd(p); }
     static OLVM_INLINE V add(V a, V b) { return _mm256_add_pd(a, b); }
     static OLVM_INLINE V mul(V a, V b) { return _mm256_mul_pd(a, b); }
     static OLVM_INLINE V fma_exact(V a, V b, V c) { return _mm256_fmadd_pd(a, b, c); }
@@ -77,13 +81,15 @@ struct Lanes {
     }
     static OLVM_INLINE V round(V v, float) { return _mm256_cvtps_pd(_mm256_cvtpd_ps(v)); }
 };
-#else
-struct Lanes {  // the x86-64 baseline: SSE2
+#endif
+
+struct Lanes2 {  // the x86-64 baseline: SSE2
     using V = __m128d;
     static constexpr unsigned lanes = 2;
 
     static OLVM_INLINE V zero() { return _mm_setzero_pd(); }
     static OLVM_INLINE V broadcast(double x) { return _mm_set1_pd(x); }
+    static OLVM_INLINE V broadcast(const double* p) { return _mm_load1_pd(p); }
     static OLVM_INLINE V add(V a, V b) { return _mm_add_pd(a, b); }
     static OLVM_INLINE V mul(V a, V b) { return _mm_mul_pd(a, b); }
     static OLVM_INLINE V fma_exact(V a, V b, V c) { return _mm_add_pd(_mm_mul_pd(a, b), c); }
@@ -105,6 +111,18 @@ struct Lanes {  // the x86-64 baseline: SSE2
     }
     static OLVM_INLINE V round(V v, float) { return _mm_cvtps_pd(_mm_cvtpd_ps(v)); }
 };
+
+// The lanes a path uses: Narrow for rows of up to four elements, Wide for longer rows and
+// for lanes that run across objects. 512-bit vectors pay only where they are full.
+#if defined(__AVX512F__) && defined(__AVX512VL__)
+using Narrow = Lanes4;
+using Wide = Lanes8;
+#elif defined(__AVX2__) && defined(__FMA__)
+using Narrow = Lanes4;
+using Wide = Lanes4;
+#else
+using Narrow = Lanes2;
+using Wide = Lanes2;
 #endif
 
 // Rounding to the element type: a no-op for doubles.

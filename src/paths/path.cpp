@@ -6,10 +6,10 @@
 namespace olvm::paths::OLVM_PATH {
 
 unsigned mul_batch_32f(const products::MulJob* job) {
-    return products::mul_batch<simd::OLVM_PATH::Lanes, float>(*job);
+    return products::mul_batch<float>(*job);
 }
 unsigned mul_batch_64f(const products::MulJob* job) {
-    return products::mul_batch<simd::OLVM_PATH::Lanes, double>(*job);
+    return products::mul_batch<double>(*job);
 }
 
 }  // namespace olvm::paths::OLVM_PATH

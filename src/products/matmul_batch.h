@@ -10,6 +10,8 @@
 // that overlaps a source is not supported.
 #pragma once
 
+#include <type_traits>
+
 #include "frame/simd.h"
 #include "products/matmul_job.h"
 
@@ -45,7 +47,7 @@ OLVM_INLINE typename L::V step(typename L::V a, typename L::V b, typename L::V s
 // Objects one at a time, lanes along the rows of B and C: row i of C is the sum over k
 // of a(i, k) times row k of B. Needs B and C with contiguous rows and B untransposed.
 // The rows' sums are formed side by side, term k of every row before term k + 1.
-template <class L, class T, unsigned O, bool Through, bool TransA>
+template <class L, class T, unsigned O, bool Through, bool TransA, bool ContigA>
 unsigned mul_rows(const MulJob& job) {
     constexpr unsigned W = L::lanes, R = (O + W - 1) / W;
     const frame::Place &a = job.a, &b = job.b, &c = job.c;
@@ -54,15 +56,21 @@ unsigned mul_rows(const MulJob& job) {
         const char* as = a.start(n);
         const char* bs = b.start(n);
         char* cs = const_cast<char*>(c.start(n));
-        // A widened once, so that every broadcast below is a plain load.
-        double aw[O][O];
+        // A widened once into memory, as stored (row by row), so that every broadcast below
+        // is a plain load: aw[i][k] holds a(i, k), or a(k, i) for a transposed A.
+        alignas(64) double aw[O][R * W];
+        if (ContigA) {
 #pragma GCC unroll 8
-        for (unsigned i = 0; i < O; ++i)
+            for (unsigned i = 0; i < O; ++i)
+                for (unsigned r = 0; r < R; ++r)
+                    L::store(&aw[i][r * W],
+                             L::load(reinterpret_cast<const T*>(as + i * a.row) + r * W, simd::part(O, r * W, W)), W);
+        } else {
 #pragma GCC unroll 8
-            for (unsigned k = 0; k < O; ++k) {
-                const frame::Offset at = TransA ? k * a.row + i * a.elem : i * a.row + k * a.elem;
-                aw[i][k] = static_cast<double>(read<T>(as + at));
-            }
+            for (unsigned i = 0; i < O; ++i)
+#pragma GCC unroll 8
+                for (unsigned k = 0; k < O; ++k) aw[i][k] = static_cast<double>(read<T>(as + i * a.row + k * a.elem));
+        }
         typename L::V sum[O][R];
 #pragma GCC unroll 8
         for (unsigned i = 0; i < O; ++i)
@@ -75,7 +83,7 @@ unsigned mul_rows(const MulJob& job) {
                                   simd::part(O, r * W, W));
 #pragma GCC unroll 8
             for (unsigned i = 0; i < O; ++i) {
-                const typename L::V s = L::broadcast(aw[i][k]);
+                const typename L::V s = L::broadcast(TransA ? &aw[k][i] : &aw[i][k]);
                 for (unsigned r = 0; r < R; ++r) sum[i][r] = step<L, T, Through>(s, brow[r], sum[i][r]);
             }
         }
@@ -120,36 +128,46 @@ unsigned mul_lanes(const MulJob& job) {
     return n;
 }
 
-template <class L, class T, unsigned O>
+// Rows of up to four elements go to the narrow lanes, longer ones to the wide lanes;
+// the P layout's lanes run across objects and are always wide.
+template <class T, unsigned O>
 unsigned mul_order(const MulJob& job) {
+    using L = std::conditional_t<(O <= 4), simd::Narrow, simd::Wide>;
+    using LP = simd::Wide;
     const frame::Place &a = job.a, &b = job.b, &c = job.c;
     const frame::Offset es = sizeof(T);
     const bool rows = a.kind != frame::Place::Entries && b.kind != frame::Place::Entries &&
                       c.kind != frame::Place::Entries && !b.transposed && b.elem == es &&
                       c.elem == es;
     if (rows) {
-        if (job.through) return a.transposed ? mul_rows<L, T, O, true, true>(job)
-                                              : mul_rows<L, T, O, true, false>(job);
-        return a.transposed ? mul_rows<L, T, O, false, true>(job) : mul_rows<L, T, O, false, false>(job);
+        const bool contig = a.elem == es;
+        if (job.through) {
+            if (a.transposed) return contig ? mul_rows<L, T, O, true, true, true>(job)
+                                            : mul_rows<L, T, O, true, true, false>(job);
+            return contig ? mul_rows<L, T, O, true, false, true>(job) : mul_rows<L, T, O, true, false, false>(job);
+        }
+        if (a.transposed) return contig ? mul_rows<L, T, O, false, true, true>(job)
+                                        : mul_rows<L, T, O, false, true, false>(job);
+        return contig ? mul_rows<L, T, O, false, false, true>(job) : mul_rows<L, T, O, false, false, false>(job);
     }
     auto interleaved = [&](const frame::Place& x) {
         return x.kind == frame::Place::Entries && (x.obj == 0 || x.obj == es);
     };
     if (interleaved(a) && interleaved(b) && c.kind == frame::Place::Entries && c.obj == es)
-        return a.transposed ? (b.transposed ? mul_lanes<L, T, O, true, true>(job)
-                                            : mul_lanes<L, T, O, true, false>(job))
-                            : (b.transposed ? mul_lanes<L, T, O, false, true>(job)
-                                            : mul_lanes<L, T, O, false, false>(job));
+        return a.transposed ? (b.transposed ? mul_lanes<LP, T, O, true, true>(job)
+                                            : mul_lanes<LP, T, O, true, false>(job))
+                            : (b.transposed ? mul_lanes<LP, T, O, false, true>(job)
+                                            : mul_lanes<LP, T, O, false, false>(job));
     return 0;
 }
 
-template <class L, class T>
+template <class T>
 unsigned mul_batch(const MulJob& job) {
     switch (job.order) {
-        case 3: return mul_order<L, T, 3>(job);
-        case 4: return mul_order<L, T, 4>(job);
-        case 5: return mul_order<L, T, 5>(job);
-        case 6: return mul_order<L, T, 6>(job);
+        case 3: return mul_order<T, 3>(job);
+        case 4: return mul_order<T, 4>(job);
+        case 5: return mul_order<T, 5>(job);
+        case 6: return mul_order<T, 6>(job);
         default: return 0;
     }
 }
