@@ -6,10 +6,10 @@
 namespace olvm::paths::OLVM_PATH {
 
 unsigned mul_batch_32f(const products::MulJob* job) {
-    return products::mul_batch<float>(*job);
+    return products::OLVM_PATH::mul_batch<float>(*job);
 }
 unsigned mul_batch_64f(const products::MulJob* job) {
-    return products::mul_batch<double>(*job);
+    return products::OLVM_PATH::mul_batch<double>(*job);
 }
 
 }  // namespace olvm::paths::OLVM_PATH

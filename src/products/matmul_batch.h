@@ -15,7 +15,8 @@
 #include "frame/simd.h"
 #include "products/matmul_job.h"
 
-namespace olvm::products {
+// Like the lanes, every template here exists once per path, in the path's namespace.
+namespace olvm::products::OLVM_PATH {
 
 namespace simd = olvm::simd::OLVM_PATH;
 
@@ -172,4 +173,4 @@ unsigned mul_batch(const MulJob& job) {
     }
 }
 
-}  // namespace olvm::products
+}  // namespace olvm::products::OLVM_PATH
