@@ -33,6 +33,7 @@ struct Lanes8 {
     static OLVM_INLINE V broadcast(double x) { return _mm512_set1_pd(x); }
     static OLVM_INLINE V broadcast(const double* p) { return _mm512_set1_pd(*p); }
     static OLVM_INLINE V add(V a, V b) { return _mm512_add_pd(a, b); }
+    static OLVM_INLINE V sub(V a, V b) { return _mm512_sub_pd(a, b); }
     static OLVM_INLINE V mul(V a, V b) { return _mm512_mul_pd(a, b); }
     static OLVM_INLINE V fma_exact(V a, V b, V c) { return _mm512_fmadd_pd(a, b, c); }
     static OLVM_INLINE V load(const float* p, unsigned n) {
@@ -62,6 +63,7 @@ struct Lanes4 {
     static OLVM_INLINE V broadcast(double x) { return _mm256_set1_pd(x); }
     static OLVM_INLINE V broadcast(const double* p) { return _mm256_broadcast_sd(p); }
     static OLVM_INLINE V add(V a, V b) { return _mm256_add_pd(a, b); }
+    static OLVM_INLINE V sub(V a, V b) { return _mm256_sub_pd(a, b); }
     static OLVM_INLINE V mul(V a, V b) { return _mm256_mul_pd(a, b); }
     static OLVM_INLINE V fma_exact(V a, V b, V c) { return _mm256_fmadd_pd(a, b, c); }
     static OLVM_INLINE V load(const float* p, unsigned n) {
@@ -91,6 +93,7 @@ struct Lanes2 {  // the x86-64 baseline: SSE2
     static OLVM_INLINE V broadcast(double x) { return _mm_set1_pd(x); }
     static OLVM_INLINE V broadcast(const double* p) { return _mm_load1_pd(p); }
     static OLVM_INLINE V add(V a, V b) { return _mm_add_pd(a, b); }
+    static OLVM_INLINE V sub(V a, V b) { return _mm_sub_pd(a, b); }
     static OLVM_INLINE V mul(V a, V b) { return _mm_mul_pd(a, b); }
     static OLVM_INLINE V fma_exact(V a, V b, V c) { return _mm_add_pd(_mm_mul_pd(a, b), c); }
     static OLVM_INLINE V load(const float* p, unsigned n) {

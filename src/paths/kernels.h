@@ -6,13 +6,16 @@
 // every path's kernels directly.
 #pragma once
 
+#include "elementwise/combine_job.h"
 #include "products/matmul_job.h"
 
 #define OLVM_PATHS(X) X(sse2) X(avx2) X(avx512)
 
 // name, job type
-#define OLVM_BATCH_KERNELS(X)               \
-    X(mul_batch_32f, olvm::products::MulJob) \
+#define OLVM_BATCH_KERNELS(X)                         \
+    X(combine_batch_32f, olvm::elementwise::CombineJob) \
+    X(combine_batch_64f, olvm::elementwise::CombineJob) \
+    X(mul_batch_32f, olvm::products::MulJob)           \
     X(mul_batch_64f, olvm::products::MulJob)
 
 #define OLVM_DECLARE_KERNEL(name, Job) unsigned name(const Job* job);

@@ -2,79 +2,19 @@
 // every layout it may be handed: each object it reports finished must hold exactly the
 // reference value of every element (the plain kernels' sums, rounded as their layout
 // rounds), and nothing else may be written. Data include NaNs, infinities, signed zeros
-// and subnormals. NaN results are compared as NaN: which NaN payload survives an
-// operation depends on operand order, which not even the plain kernels fix.
+// and subnormals.
 #if defined(OLVM_FAST_PATHS)
 
 #include <gtest/gtest.h>
 
-#include <cmath>
 #include <functional>
-#include <limits>
 #include <string>
 
-#include "paths/kernels.h"
+#include "path_kernels.h"
 #include "product_call.h"
 
 namespace olvmtest {
 namespace {
-
-using Kernel = unsigned (*)(const olvm::products::MulJob*);
-
-struct Path {
-    const char* name;
-    bool supported;
-    Kernel f32, f64;
-};
-
-std::vector<Path> paths() {
-    __builtin_cpu_init();
-    return {
-        {"sse2", true, olvm::paths::sse2::mul_batch_32f, olvm::paths::sse2::mul_batch_64f},
-        {"avx2", __builtin_cpu_supports("avx2") && __builtin_cpu_supports("fma"),
-         olvm::paths::avx2::mul_batch_32f, olvm::paths::avx2::mul_batch_64f},
-        {"avx512", __builtin_cpu_supports("avx512f") && __builtin_cpu_supports("avx512vl"),
-         olvm::paths::avx512::mul_batch_32f, olvm::paths::avx512::mul_batch_64f},
-    };
-}
-
-// The operand as a batch kernel sees it, built from the harness's own placement.
-olvm::frame::Place place(Call& c, const std::string& role) {
-    const OperandInfo& o = c.kind_of(role);
-    Placed& p = c.op(role);
-    olvm::frame::Place x{};
-    x.transposed = is_transposed_kind(o.kind);
-    x.offset = p.offset;
-    x.row = p.row;
-    x.elem = p.elem;
-    x.obj = is_array_kind(o.kind) ? p.obj : 0;
-    if (o.layout.empty() || o.layout == "S2") {
-        x.kind = olvm::frame::Place::Rows;
-        x.ptr = p.base;
-    } else if (o.layout == "L" || o.layout == "LS2") {
-        x.kind = olvm::frame::Place::Objects;
-        x.ptr = p.table().data();
-    } else {
-        x.kind = olvm::frame::Place::Entries;
-        x.ptr = p.table().data();
-    }
-    return x;
-}
-
-double special(Rng& rng, std::size_t es) {
-    const double tiny = es == 4 ? double(std::numeric_limits<float>::denorm_min())
-                                : std::numeric_limits<double>::denorm_min();
-    const double values[] = {std::numeric_limits<double>::quiet_NaN(),
-                             std::numeric_limits<double>::infinity(),
-                             -std::numeric_limits<double>::infinity(),
-                             0.0, -0.0, tiny * 3, -tiny * 5};
-    return values[rng() % (sizeof values / sizeof values[0])];
-}
-
-bool same_value(double got, double want, std::size_t es) {
-    if (std::isnan(want)) return std::isnan(got);
-    return same_bits(got, want, es);
-}
 
 void check(const Path& path, const MemberInfo& m, unsigned count, bool specials, Rng& rng,
            bool null_object) {
@@ -86,7 +26,7 @@ void check(const Path& path, const MemberInfo& m, unsigned count, bool specials,
             const unsigned objects = is_array_kind(c.kind_of(role).kind) ? c.count : 1;
             for (unsigned k = 0; k < O * objects; ++k)
                 set_used(c, role, unsigned(rng() % objects), unsigned(rng() % O),
-                         unsigned(rng() % O), special(rng, es));
+                         unsigned(rng() % O), special_value(rng, es));
         }
     }
     const bool listed = std::string(m.layout) == "L" || std::string(m.layout) == "LS2";
@@ -96,7 +36,7 @@ void check(const Path& path, const MemberInfo& m, unsigned count, bool specials,
 
     const olvm::products::MulJob job{O, count, accumulates_through_element(m),
                                      place(c, "src1"), place(c, "src2"), place(c, "dst")};
-    const unsigned done = (es == 4 ? path.f32 : path.f64)(&job);
+    const unsigned done = (es == 4 ? path.mul32 : path.mul64)(&job);
     const std::string what = std::string(path.name) + " " + m.name + " count " + std::to_string(count);
     ASSERT_LE(done, count) << what;
     if (null_object && listed) {
@@ -150,7 +90,7 @@ TEST(MatMulPaths, BatchKernelsFinishTheirLayouts) {
             Call c = make_product_call(m, {O, O, O, O}, count, rng);
             const olvm::products::MulJob job{O, count, accumulates_through_element(m),
                                              place(c, "src1"), place(c, "src2"), place(c, "dst")};
-            EXPECT_EQ((m.elem_size() == 4 ? path.f32 : path.f64)(&job), count) << path.name << " " << name;
+            EXPECT_EQ((m.elem_size() == 4 ? path.mul32 : path.mul64)(&job), count) << path.name << " " << name;
         }
     }
 }
