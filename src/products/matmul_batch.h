@@ -51,8 +51,9 @@ OLVM_INLINE typename L::V step(typename L::V a, typename L::V b, typename L::V s
 template <class L, class T, unsigned O, bool Through, bool TransA, bool ContigA>
 unsigned mul_rows(const MulJob& job) {
     constexpr unsigned W = L::lanes, R = (O + W - 1) / W;
-    const frame::Place &a = job.a, &b = job.b, &c = job.c;
-    for (unsigned n = 0; n < job.count; ++n) {
+    const frame::Place a = job.a, b = job.b, c = job.c;
+    const unsigned count = job.count;
+    for (unsigned n = 0; n < count; ++n) {
         if (a.object_null(n) || b.object_null(n) || c.object_null(n)) return n;
         const char* as = a.start(n);
         const char* bs = b.start(n);
@@ -93,7 +94,7 @@ unsigned mul_rows(const MulJob& job) {
             for (unsigned r = 0; r < R; ++r)
                 L::store(reinterpret_cast<T*>(cs + i * c.row) + r * W, sum[i][r], simd::part(O, r * W, W));
     }
-    return job.count;
+    return count;
 }
 
 // P layout, one object per lane: element k of consecutive objects is contiguous, so each
@@ -102,14 +103,15 @@ unsigned mul_rows(const MulJob& job) {
 template <class L, class T, unsigned O, bool TransA, bool TransB>
 unsigned mul_lanes(const MulJob& job) {
     constexpr unsigned W = L::lanes;
-    const frame::Place &a = job.a, &b = job.b, &c = job.c;
+    const frame::Place a = job.a, b = job.b, c = job.c;
     auto load = [](const frame::Place& x, unsigned k, unsigned n) {
         const char* p = x.entry(k, n);
         return x.obj == 0 ? L::broadcast(static_cast<double>(read<T>(p)))
                           : L::load(reinterpret_cast<const T*>(p), W);
     };
+    const unsigned count = job.count;
     unsigned n = 0;
-    for (; n + W <= job.count; n += W) {
+    for (; n + W <= count; n += W) {
         for (unsigned i = 0; i < O; ++i) {
             typename L::V sum[O];
 #pragma GCC unroll 8
@@ -135,7 +137,7 @@ template <class T, unsigned O>
 unsigned mul_order(const MulJob& job) {
     using L = std::conditional_t<(O <= 4), simd::Narrow, simd::Wide>;
     using LP = simd::Wide;
-    const frame::Place &a = job.a, &b = job.b, &c = job.c;
+    const frame::Place a = job.a, b = job.b, c = job.c;
     const frame::Offset es = sizeof(T);
     const bool rows = a.kind != frame::Place::Entries && b.kind != frame::Place::Entries &&
                       c.kind != frame::Place::Entries && !b.transposed && b.elem == es &&
