@@ -9,9 +9,7 @@
 #include "elementwise/combine_job.h"
 #include "frame/checks.h"
 #include "frame/layout.h"
-#if defined(OLVM_FAST_PATHS)
-#include "paths/kernels.h"
-#endif
+#include "paths/dispatch.h"
 
 namespace olvm::elementwise {
 
@@ -32,23 +30,7 @@ OLVM_INLINE double load(const X& x, unsigned n, unsigned i, unsigned j, const Sh
     }
 }
 
-// Where arrays may be handed to a batch kernel: nowhere, or to the instruction-set path
-// the loader chose.
-struct PlainOnly {
-    static unsigned run(const CombineJob&, float) { return 0; }
-    static unsigned run(const CombineJob&, double) { return 0; }
-};
-#if defined(OLVM_FAST_PATHS)
-struct LoaderChosen {
-    static unsigned run(const CombineJob& job, float) { return olvm_combine_batch_32f(&job); }
-    static unsigned run(const CombineJob& job, double) { return olvm_combine_batch_64f(&job); }
-};
-using DefaultBatch = LoaderChosen;
-#else
-using DefaultBatch = PlainOnly;
-#endif
-
-template <class Op, class Batch = DefaultBatch, class Mode, class Shape, class Dst, class A, class B>
+template <class Op, class Batch = paths::Default, class Mode, class Shape, class Dst, class A, class B>
 OLVM_INLINE OlvResult combine(Mode mode, Shape sh, Dst dst, A a, B b) {
     using T = typename Dst::Value;
     if (frame::any_null(a, b, dst)) return olvResultNullPointer;

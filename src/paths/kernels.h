@@ -11,21 +11,21 @@
 
 #define OLVM_PATHS(X) X(sse2) X(avx2) X(avx512)
 
-// name, job type
-#define OLVM_BATCH_KERNELS(X)                         \
-    X(combine_batch_32f, olvm::elementwise::CombineJob) \
-    X(combine_batch_64f, olvm::elementwise::CombineJob) \
-    X(mul_batch_32f, olvm::products::MulJob)           \
-    X(mul_batch_64f, olvm::products::MulJob)
+// name, job type, element type
+#define OLVM_BATCH_KERNELS(X)                                  \
+    X(combine_batch_32f, olvm::elementwise::CombineJob, float)  \
+    X(combine_batch_64f, olvm::elementwise::CombineJob, double) \
+    X(mul_batch_32f, olvm::products::MulJob, float)             \
+    X(mul_batch_64f, olvm::products::MulJob, double)
 
-#define OLVM_DECLARE_KERNEL(name, Job) unsigned name(const Job* job);
+#define OLVM_DECLARE_KERNEL(name, Job, T) unsigned name(const Job* job);
 #define OLVM_DECLARE_PATH(path) \
     namespace olvm::paths::path { OLVM_BATCH_KERNELS(OLVM_DECLARE_KERNEL) }
 OLVM_PATHS(OLVM_DECLARE_PATH)
 #undef OLVM_DECLARE_PATH
 
 // The loader-chosen kernels that the primitives call.
-#define OLVM_DECLARE_CHOSEN(name, Job) \
+#define OLVM_DECLARE_CHOSEN(name, Job, T) \
     extern "C" __attribute__((visibility("hidden"))) unsigned olvm_##name(const Job* job);
 OLVM_BATCH_KERNELS(OLVM_DECLARE_CHOSEN)
 #undef OLVM_DECLARE_CHOSEN

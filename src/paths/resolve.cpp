@@ -4,7 +4,7 @@
 // and is built without sanitizers or stack protection.
 #include "paths/kernels.h"
 
-#define OLVM_RESOLVER(name, Job)                                                        \
+#define OLVM_RESOLVER(name, Job, T)                                                      \
     extern "C" __attribute__((visibility("hidden"))) auto olvm_##name##_resolve()       \
         ->unsigned (*)(const Job*) {                                                    \
         __builtin_cpu_init();                                                           \

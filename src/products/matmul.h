@@ -13,9 +13,7 @@
 #include "frame/checks.h"
 #include "frame/layout.h"
 #include "products/matmul_job.h"
-#if defined(OLVM_FAST_PATHS)
-#include "paths/kernels.h"
-#endif
+#include "paths/dispatch.h"
 
 namespace olvm::products {
 
@@ -53,23 +51,7 @@ inline constexpr unsigned fixed_order = 0;
 template <unsigned O>
 inline constexpr unsigned fixed_order<Square<O>> = O;
 
-// Where arrays of fixed-order products may be handed to a batch kernel: nowhere, or to
-// the instruction-set path the loader chose.
-struct PlainOnly {
-    static unsigned mul(const MulJob&, float) { return 0; }
-    static unsigned mul(const MulJob&, double) { return 0; }
-};
-#if defined(OLVM_FAST_PATHS)
-struct LoaderChosen {
-    static unsigned mul(const MulJob& job, float) { return olvm_mul_batch_32f(&job); }
-    static unsigned mul(const MulJob& job, double) { return olvm_mul_batch_64f(&job); }
-};
-using DefaultBatch = LoaderChosen;
-#else
-using DefaultBatch = PlainOnly;
-#endif
-
-template <class Batch = DefaultBatch, class Mode, class Sizes, class C, class A, class B>
+template <class Batch = paths::Default, class Mode, class Sizes, class C, class A, class B>
 OLVM_INLINE OlvResult matmul(Mode mode, Sizes sz, C c, A a, B b) {
     using T = typename C::Value;
     using CD = typename C::Desc;
@@ -98,7 +80,7 @@ OLVM_INLINE OlvResult matmul(Mode mode, Sizes sz, C c, A a, B b) {
     if constexpr (Mode::array && fixed_order<Sizes> != 0) {
         const MulJob job{fixed_order<Sizes>, mode.count, through,
                          frame::place_of(a), frame::place_of(b), frame::place_of(c)};
-        first = Batch::mul(job, T());
+        first = Batch::run(job, T());
     }
     for (unsigned n = first; n < mode.count; ++n) {
         if (frame::objects_null(n, a, b, c)) return olvResultNullPointer;
