@@ -223,23 +223,12 @@ void row(benchmark::State& state, Layout layout, std::size_t count, Kernel<T> ke
 
 template <class T, unsigned N>
 void register_members(std::size_t count, Kernel<T> eigen_peer, Kernel<T> native_peer) {
-    for (Layout layout : {Layout::Standard, Layout::L}) {
-        const std::string member = std::string("olvmLUDecomp_ma_") + (sizeof(T) == 4 ? "32f_" : "64f_") +
-                                   std::to_string(N) + "x" + std::to_string(N) + member_suffix(layout);
-        const struct {
-            const char* name;
-            Kernel<T> kernel;
-            bool exact;
-        } impls[] = {
-            {kLibrary, library<T, N>, true},
-            {kLoop, loop<T, N>, true},
-            {kEigen, eigen_peer, false},
-            {kEigenNative, native_peer, false},
-        };
-        for (const auto& impl : impls)
-            add_row("decomp/" + member + "/" + impl.name + "/" + std::to_string(count),
-                    [=](benchmark::State& st) { row<T, N>(st, layout, count, impl.kernel, impl.exact); });
-    }
+    for (Layout layout : {Layout::Standard, Layout::L})
+        add_compared_rows("decomp", fixed_member<T>("olvmLUDecomp_ma", N, layout), count,
+                          library<T, N>, loop<T, N>, eigen_peer, native_peer,
+                          [=](benchmark::State& s, Kernel<T> kernel, bool exact) {
+                              row<T, N>(s, layout, count, kernel, exact);
+                          });
 }
 
 }  // namespace
