@@ -243,7 +243,7 @@ def plot(family, table, path):
             "set grid ytics",
             "set ylabel 'time per object / floor (1 = machine limit)'",
             "set xtics rotate by -30",
-            "set key top left",
+            "set key outside top center horizontal",
             f"set multiplot layout {len(counts)},1 title '{FAMILY_TITLES.get(family, family)}'",
         ]
         for count in counts:
