@@ -4,10 +4,22 @@
 # and an add into one fused operation, and on 32-bit x86 use SSE2 rather than x87
 # (whose extended precision would round every result twice).
 
+if(CMAKE_SIZEOF_VOID_P EQUAL 4 AND CMAKE_SYSTEM_PROCESSOR MATCHES "^([iI].86|x86|x86_64|AMD64|amd64)$")
+  set(OLVM_X86_32 ON)
+else()
+  set(OLVM_X86_32 OFF)
+endif()
+
+# Options for the library's own objects only (see src/CMakeLists.txt).
+set(OLVM_LIBRARY_COMPILE_OPTIONS)
+
 if(CMAKE_CXX_COMPILER_ID MATCHES "GNU|Clang")
   add_compile_options(-ffp-contract=off -fno-fast-math -Wall -Wextra -Wpedantic -Wshadow)
-  if(CMAKE_SYSTEM_PROCESSOR MATCHES "i.86|x86$" OR CMAKE_SIZEOF_VOID_P EQUAL 4)
+  if(OLVM_X86_32)
     add_compile_options(-msse2 -mfpmath=sse)
+    # Callers on 32-bit Windows guarantee only a 4-byte aligned stack on entry, while GCC
+    # assumes 16 there: the library realigns its frame wherever it spills SSE values.
+    list(APPEND OLVM_LIBRARY_COMPILE_OPTIONS -mincoming-stack-boundary=2)
   endif()
 endif()
 

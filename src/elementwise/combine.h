@@ -6,8 +6,12 @@
 // 32f elements are widened to double, combined in double and rounded once on store.
 #pragma once
 
+#include "elementwise/combine_job.h"
 #include "frame/checks.h"
 #include "frame/layout.h"
+#if defined(OLVM_FAST_PATHS)
+#include "paths/kernels.h"
+#endif
 
 namespace olvm::elementwise {
 
@@ -28,7 +32,23 @@ OLVM_INLINE double load(const X& x, unsigned n, unsigned i, unsigned j, const Sh
     }
 }
 
-template <class Op, class Mode, class Shape, class Dst, class A, class B>
+// Where arrays may be handed to a batch kernel: nowhere, or to the instruction-set path
+// the loader chose.
+struct PlainOnly {
+    static unsigned run(const CombineJob&, float) { return 0; }
+    static unsigned run(const CombineJob&, double) { return 0; }
+};
+#if defined(OLVM_FAST_PATHS)
+struct LoaderChosen {
+    static unsigned run(const CombineJob& job, float) { return olvm_combine_batch_32f(&job); }
+    static unsigned run(const CombineJob& job, double) { return olvm_combine_batch_64f(&job); }
+};
+using DefaultBatch = LoaderChosen;
+#else
+using DefaultBatch = PlainOnly;
+#endif
+
+template <class Op, class Batch = DefaultBatch, class Mode, class Shape, class Dst, class A, class B>
 OLVM_INLINE OlvResult combine(Mode mode, Shape sh, Dst dst, A a, B b) {
     using T = typename Dst::Value;
     if (frame::any_null(a, b, dst)) return olvResultNullPointer;
@@ -37,7 +57,13 @@ OLVM_INLINE OlvResult combine(Mode mode, Shape sh, Dst dst, A a, B b) {
         if (frame::tables_null(sh.w * sh.h, a, b, dst)) return olvResultNullPointer;
         if (mode.count == 0) return olvResultOk;
     }
-    for (unsigned n = 0; n < mode.count; ++n) {
+    unsigned first = 0;  // objects finished by a batch kernel
+    if constexpr (Mode::array) {
+        const CombineJob job{std::is_same_v<Op, Sub>, sh.w, sh.h, mode.count,
+                             frame::place_of(a), frame::place_of(b), frame::place_of(dst)};
+        first = Batch::run(job, T());
+    }
+    for (unsigned n = first; n < mode.count; ++n) {
         if (frame::objects_null(n, dst, a, b)) return olvResultNullPointer;
         for (unsigned i = 0; i < sh.h; ++i) {
             for (unsigned j = 0; j < sh.w; ++j) {

@@ -12,6 +12,10 @@
 
 #include "frame/checks.h"
 #include "frame/layout.h"
+#include "products/matmul_job.h"
+#if defined(OLVM_FAST_PATHS)
+#include "paths/kernels.h"
+#endif
 
 namespace olvm::products {
 
@@ -44,7 +48,28 @@ struct Square {
     static constexpr bool bad() { return false; }
 };
 
-template <class Mode, class Sizes, class C, class A, class B>
+template <class Sizes>
+inline constexpr unsigned fixed_order = 0;
+template <unsigned O>
+inline constexpr unsigned fixed_order<Square<O>> = O;
+
+// Where arrays of fixed-order products may be handed to a batch kernel: nowhere, or to
+// the instruction-set path the loader chose.
+struct PlainOnly {
+    static unsigned mul(const MulJob&, float) { return 0; }
+    static unsigned mul(const MulJob&, double) { return 0; }
+};
+#if defined(OLVM_FAST_PATHS)
+struct LoaderChosen {
+    static unsigned mul(const MulJob& job, float) { return olvm_mul_batch_32f(&job); }
+    static unsigned mul(const MulJob& job, double) { return olvm_mul_batch_64f(&job); }
+};
+using DefaultBatch = LoaderChosen;
+#else
+using DefaultBatch = PlainOnly;
+#endif
+
+template <class Batch = DefaultBatch, class Mode, class Sizes, class C, class A, class B>
 OLVM_INLINE OlvResult matmul(Mode mode, Sizes sz, C c, A a, B b) {
     using T = typename C::Value;
     using CD = typename C::Desc;
@@ -69,7 +94,13 @@ OLVM_INLINE OlvResult matmul(Mode mode, Sizes sz, C c, A a, B b) {
     const unsigned a_row = A::transposed ? M : sz.src1Width;
     const unsigned b_row = B::transposed ? K : N;
 
-    for (unsigned n = 0; n < mode.count; ++n) {
+    unsigned first = 0;  // objects finished by a batch kernel
+    if constexpr (Mode::array && fixed_order<Sizes> != 0) {
+        const MulJob job{fixed_order<Sizes>, mode.count, through,
+                         frame::place_of(a), frame::place_of(b), frame::place_of(c)};
+        first = Batch::mul(job, T());
+    }
+    for (unsigned n = first; n < mode.count; ++n) {
         if (frame::objects_null(n, a, b, c)) return olvResultNullPointer;
         for (unsigned i = 0; i < M; ++i) {
             for (unsigned j = 0; j < N; ++j) {

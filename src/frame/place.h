@@ -1,0 +1,59 @@
+// Operand descriptions in one plain form, for batch kernels compiled apart from the
+// primitives (one copy per instruction set) that must accept any layout at run time.
+//
+//   Rows     object n starts at ptr + n*obj                  (standard, S2)
+//   Objects  object n starts at table[n] + offset            (L, LS2)
+//   Entries  element k of object n at table[k] + offset + n*obj   (P, PS2)
+//   Constant a scalar operand, `value`
+//
+// Within an object of the first two kinds, element (i, j) as stored lies at
+// start + i*row + j*elem.
+#pragma once
+
+#include "frame/layout.h"
+
+namespace olvm::frame {
+
+struct Place {
+    enum Kind : unsigned char { Rows, Objects, Entries, Constant };
+    Kind kind;
+    bool transposed;
+    const void* ptr;
+    Offset offset, obj, row, elem;
+    double value;
+
+    OLVM_INLINE bool object_null(unsigned n) const {
+        return kind == Objects && static_cast<const void* const*>(ptr)[n] == nullptr;
+    }
+    // Start of object n (Rows, Objects).
+    OLVM_INLINE const char* start(unsigned n) const {
+        if (kind == Rows) return static_cast<const char*>(ptr) + Offset(n) * obj;
+        return static_cast<const char* const*>(ptr)[n] + offset;
+    }
+    // Stored element k of object n (Entries).
+    OLVM_INLINE const char* entry(unsigned k, unsigned n) const {
+        return static_cast<const char* const*>(ptr)[k] + offset + Offset(n) * obj;
+    }
+};
+
+template <class T>
+Place place_of(const Strided<T>& d, bool transposed) {
+    return {Place::Rows, transposed, d.base, 0, d.obj, d.row, d.elem, 0.0};
+}
+template <class T>
+Place place_of(const Listed<T>& d, bool transposed) {
+    return {Place::Objects, transposed, d.table, d.offset, 0, d.row, d.elem, 0.0};
+}
+template <class T>
+Place place_of(const Table<T>& d, bool transposed) {
+    return {Place::Entries, transposed, d.table, d.offset, d.obj, 0, 0, 0.0};
+}
+template <class D, bool Trans>
+Place place_of(const Operand<D, Trans>& x) {
+    return place_of(x.desc, Trans);
+}
+inline Place place_of(const Const& x) {
+    return {Place::Constant, false, nullptr, 0, 0, 0, 0, x.value};
+}
+
+}  // namespace olvm::frame

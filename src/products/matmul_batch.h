@@ -1,0 +1,178 @@
+// Batch kernels of the fixed-order matrix products, compiled once per instruction set
+// (src/paths/). Each returns how many objects, from object 0, it has finished: the
+// caller's plain loop takes over from there, so a layout a kernel does not cover, an L
+// object whose pointer is null, or a tail shorter than a vector is left to it.
+//
+// Every destination element receives exactly the plain kernel's value: its terms are
+// added in ascending order from 0.0, in double, and rounded once (standard, S2) or
+// after every term (P, PS2, L, LS2). Only the final value is stored; the running sums
+// the plain kernel stores on the way are overwritten by it anyway, and a destination
+// that overlaps a source is not supported.
+#pragma once
+
+#include <type_traits>
+
+#include "frame/simd.h"
+#include "products/matmul_job.h"
+
+// Like the lanes, every template here exists once per path, in the path's namespace.
+namespace olvm::products::OLVM_PATH {
+
+namespace simd = olvm::simd::OLVM_PATH;
+
+// One term added to a running sum: a product of two floats is exact in double, so it
+// may be fused with the addition; a product of two doubles may not.
+template <class L>
+OLVM_INLINE typename L::V add_term(typename L::V a, typename L::V b, typename L::V sum, float) {
+    return L::fma_exact(a, b, sum);
+}
+template <class L>
+OLVM_INLINE typename L::V add_term(typename L::V a, typename L::V b, typename L::V sum, double) {
+    return L::add(L::mul(a, b), sum);
+}
+
+template <class T>
+OLVM_INLINE T read(const char* p) {
+    return *reinterpret_cast<const T*>(p);
+}
+
+// One term of every row's or lane's sum; the rounding to the element type after each
+// term belongs to the layouts that accumulate through the destination.
+template <class L, class T, bool Through>
+OLVM_INLINE typename L::V step(typename L::V a, typename L::V b, typename L::V sum) {
+    sum = add_term<L>(a, b, sum, T());
+    if constexpr (Through) sum = simd::round_to<L>(sum, T());
+    return sum;
+}
+
+// Objects one at a time, lanes along the rows of B and C: row i of C is the sum over k
+// of a(i, k) times row k of B. Needs B and C with contiguous rows and B untransposed.
+// The rows' sums are formed side by side, term k of every row before term k + 1.
+template <class L, class T, unsigned O, bool Through, bool TransA, bool ContigA>
+unsigned mul_rows(const MulJob& job) {
+    constexpr unsigned W = L::lanes, R = (O + W - 1) / W;
+    const frame::Place a = job.a, b = job.b, c = job.c;
+    const unsigned count = job.count;
+    for (unsigned n = 0; n < count; ++n) {
+        if (a.object_null(n) || b.object_null(n) || c.object_null(n)) return n;
+        const char* as = a.start(n);
+        const char* bs = b.start(n);
+        char* cs = const_cast<char*>(c.start(n));
+        // A widened once into memory, as stored (row by row), so that every broadcast below
+        // is a plain load: aw[i][k] holds a(i, k), or a(k, i) for a transposed A.
+        alignas(64) double aw[O][R * W];
+        if (ContigA) {
+#pragma GCC unroll 8
+            for (unsigned i = 0; i < O; ++i)
+                for (unsigned r = 0; r < R; ++r)
+                    L::store(&aw[i][r * W],
+                             L::load(reinterpret_cast<const T*>(as + i * a.row) + r * W, simd::part(O, r * W, W)), W);
+        } else {
+#pragma GCC unroll 8
+            for (unsigned i = 0; i < O; ++i)
+#pragma GCC unroll 8
+                for (unsigned k = 0; k < O; ++k) aw[i][k] = static_cast<double>(read<T>(as + i * a.row + k * a.elem));
+        }
+        typename L::V sum[O][R];
+#pragma GCC unroll 8
+        for (unsigned i = 0; i < O; ++i)
+            for (unsigned r = 0; r < R; ++r) sum[i][r] = L::zero();
+#pragma GCC unroll 8
+        for (unsigned k = 0; k < O; ++k) {
+            typename L::V brow[R];
+            for (unsigned r = 0; r < R; ++r)
+                brow[r] = L::load(reinterpret_cast<const T*>(bs + k * b.row) + r * W,
+                                  simd::part(O, r * W, W));
+#pragma GCC unroll 8
+            for (unsigned i = 0; i < O; ++i) {
+                const typename L::V s = L::broadcast(TransA ? &aw[k][i] : &aw[i][k]);
+                for (unsigned r = 0; r < R; ++r) sum[i][r] = step<L, T, Through>(s, brow[r], sum[i][r]);
+            }
+        }
+#pragma GCC unroll 8
+        for (unsigned i = 0; i < O; ++i)
+            for (unsigned r = 0; r < R; ++r)
+                L::store(reinterpret_cast<T*>(cs + i * c.row) + r * W, sum[i][r], simd::part(O, r * W, W));
+    }
+    return count;
+}
+
+// P layout, one object per lane: element k of consecutive objects is contiguous, so each
+// element of W objects is one load. A single source (object stride 0) is broadcast. The
+// sums of one row of C are formed side by side.
+template <class L, class T, unsigned O, bool TransA, bool TransB>
+unsigned mul_lanes(const MulJob& job) {
+    constexpr unsigned W = L::lanes;
+    const frame::Place a = job.a, b = job.b, c = job.c;
+    auto load = [](const frame::Place& x, unsigned k, unsigned n) {
+        const char* p = x.entry(k, n);
+        return x.obj == 0 ? L::broadcast(static_cast<double>(read<T>(p)))
+                          : L::load(reinterpret_cast<const T*>(p), W);
+    };
+    const unsigned count = job.count;
+    unsigned n = 0;
+    for (; n + W <= count; n += W) {
+        for (unsigned i = 0; i < O; ++i) {
+            typename L::V sum[O];
+#pragma GCC unroll 8
+            for (unsigned j = 0; j < O; ++j) sum[j] = L::zero();
+#pragma GCC unroll 8
+            for (unsigned k = 0; k < O; ++k) {
+                const typename L::V av = load(a, TransA ? k * O + i : i * O + k, n);
+#pragma GCC unroll 8
+                for (unsigned j = 0; j < O; ++j)
+                    sum[j] = step<L, T, true>(av, load(b, TransB ? j * O + k : k * O + j, n), sum[j]);
+            }
+#pragma GCC unroll 8
+            for (unsigned j = 0; j < O; ++j)
+                L::store(reinterpret_cast<T*>(const_cast<char*>(c.entry(i * O + j, n))), sum[j], W);
+        }
+    }
+    return n;
+}
+
+// Rows of up to four elements go to the narrow lanes, longer ones to the wide lanes;
+// the P layout's lanes run across objects and are always wide.
+template <class T, unsigned O>
+unsigned mul_order(const MulJob& job) {
+    using L = std::conditional_t<(O <= 4), simd::Narrow, simd::Wide>;
+    using LP = simd::Wide;
+    const frame::Place a = job.a, b = job.b, c = job.c;
+    const frame::Offset es = sizeof(T);
+    const bool rows = a.kind != frame::Place::Entries && b.kind != frame::Place::Entries &&
+                      c.kind != frame::Place::Entries && !b.transposed && b.elem == es &&
+                      c.elem == es;
+    if (rows) {
+        const bool contig = a.elem == es;
+        if (job.through) {
+            if (a.transposed) return contig ? mul_rows<L, T, O, true, true, true>(job)
+                                            : mul_rows<L, T, O, true, true, false>(job);
+            return contig ? mul_rows<L, T, O, true, false, true>(job) : mul_rows<L, T, O, true, false, false>(job);
+        }
+        if (a.transposed) return contig ? mul_rows<L, T, O, false, true, true>(job)
+                                        : mul_rows<L, T, O, false, true, false>(job);
+        return contig ? mul_rows<L, T, O, false, false, true>(job) : mul_rows<L, T, O, false, false, false>(job);
+    }
+    auto interleaved = [&](const frame::Place& x) {
+        return x.kind == frame::Place::Entries && (x.obj == 0 || x.obj == es);
+    };
+    if (interleaved(a) && interleaved(b) && c.kind == frame::Place::Entries && c.obj == es)
+        return a.transposed ? (b.transposed ? mul_lanes<LP, T, O, true, true>(job)
+                                            : mul_lanes<LP, T, O, true, false>(job))
+                            : (b.transposed ? mul_lanes<LP, T, O, false, true>(job)
+                                            : mul_lanes<LP, T, O, false, false>(job));
+    return 0;
+}
+
+template <class T>
+unsigned mul_batch(const MulJob& job) {
+    switch (job.order) {
+        case 3: return mul_order<T, 3>(job);
+        case 4: return mul_order<T, 4>(job);
+        case 5: return mul_order<T, 5>(job);
+        case 6: return mul_order<T, 6>(job);
+        default: return 0;
+    }
+}
+
+}  // namespace olvm::products::OLVM_PATH

@@ -1,0 +1,37 @@
+// Access to every compiled instruction-set path's batch kernels, for tests that run each
+// path directly against the reference values, and the operands as a kernel sees them.
+#pragma once
+#if defined(OLVM_FAST_PATHS)
+
+#include <string>
+#include <vector>
+
+#include "operands.h"
+#include "paths/kernels.h"
+
+namespace olvmtest {
+
+struct Path {
+    const char* name;
+    bool supported;  // by this processor
+    unsigned (*combine32)(const olvm::elementwise::CombineJob*);
+    unsigned (*combine64)(const olvm::elementwise::CombineJob*);
+    unsigned (*mul32)(const olvm::products::MulJob*);
+    unsigned (*mul64)(const olvm::products::MulJob*);
+};
+
+const std::vector<Path>& paths();
+
+// Operand `role` of a call as a batch kernel sees it, from the harness's own placement.
+olvm::frame::Place place(Call& c, const std::string& role);
+
+// NaN, infinities, signed zeros or subnormals of the element type.
+double special_value(Rng& rng, std::size_t esize);
+
+// Bitwise equality, except that any NaN matches any NaN: which NaN payload survives an
+// operation depends on operand order, which not even the plain kernels fix.
+bool same_value(double got, double want, std::size_t esize);
+
+}  // namespace olvmtest
+
+#endif  // OLVM_FAST_PATHS
