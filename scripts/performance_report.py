@@ -6,7 +6,8 @@ Every kernel row gets its time per object, its floor and two ratios:
   floor      the least time one object can take on this machine: the larger of
              bytes moved / measured bandwidth and flops / measured peak. The bandwidth
              is the copy (2 streams) or triad (3 streams) loop's, measured at the working
-             set nearest to the row's; the peak is the best fused multiply-add rate.
+             set nearest to the row's; the peak is the fused multiply-add rate the
+             member's element type allows (see Machine.peak).
   / floor    time per object divided by the floor (1.0 would be the machine's limit).
   / peer     time per object divided by the best peer's on the same objects.
 
@@ -96,18 +97,20 @@ class Machine:
         nearest = min(sizes, key=lambda s: abs(math.log(s / max(working_set, 1.0))))
         return sizes[nearest]
 
-    def peak(self):
-        """The compute rate of the floors. The library's arithmetic is double multiplies and
-        adds kept apart (its results must not change with contraction), two flops in two
-        instructions. Two vector pipes doing that on 512-bit vectors give 2 x 8 flops a
-        cycle, the rate of 256-bit fused multiply-adds (2 pipes x 4 lanes x 2 flops), so the
-        256-bit peak is the one the library's numerics could reach; the 512-bit peak would
-        need fused operations on 512-bit vectors."""
-        return self.peaks.get(256, max(self.peaks.values()))
+    def peak(self, member):
+        """The compute rate of a member's floor. The library computes in double. For 32f
+        elements the product of two widened elements is exact in double, so a fused
+        multiply-add gives the same bits as the multiply and add kept apart: the 512-bit
+        fused peak is within its reach. For 64f the product must be rounded before the
+        add: separate multiplies and adds, two flops in two instructions, which two vector
+        pipes on 512-bit vectors do at 2 x 8 flops a cycle, the rate of 256-bit fused
+        multiply-adds (2 pipes x 4 lanes x 2 flops)."""
+        bits = 512 if "_32f" in member else 256
+        return self.peaks.get(bits, max(self.peaks.values()))
 
-    def floor_ns(self, row):
+    def floor_ns(self, member, row):
         memory = row["bytes_per_object"] / self.stream_bandwidth(row["streams"], row["working_set"])
-        compute = row["flops_per_object"] / self.peak()
+        compute = row["flops_per_object"] / self.peak(member)
         return max(memory, compute) * 1e9, ("memory" if memory >= compute else "compute")
 
 
@@ -121,7 +124,7 @@ def kernel_rows(rows, machine):
         if len(parts) != 4 or parts[2] not in IMPLEMENTATIONS:
             fail(f"row name {name!r} is not family/member/implementation/objects")
         family, member, impl, objects = parts[0], parts[1], parts[2], int(parts[3])
-        floor, bound = machine.floor_ns(row)
+        floor, bound = machine.floor_ns(member, row)
         ns = row["cpu_ns"] / row["objects"]
         table[(family, member, objects)][impl] = {
             "ns": ns, "floor": floor, "bound": bound, "order": row["family_index"]}
