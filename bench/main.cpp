@@ -8,7 +8,9 @@
 #include <string>
 #include <vector>
 
+#include "decomp/lu.h"
 #include "elementwise/addsub.h"
+#include "products/matmul.h"
 #include "support/machine.h"
 #include "support/rows.h"
 
@@ -40,6 +42,8 @@ int main(int argc, char** argv) {
     benchmark::AddCustomContext("olvm_cpu", cpu_model());
     olvm_bench::register_machine();
     olvm_bench::register_elementwise();
+    olvm_bench::register_products();
+    olvm_bench::register_decomp();
 
     benchmark::RunSpecifiedBenchmarks();
     benchmark::Shutdown();

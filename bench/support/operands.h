@@ -3,6 +3,7 @@
 // megabytes for every implementation they compare).
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
 #include <cstdlib>
 #include <memory>
@@ -16,13 +17,16 @@
 namespace olvm_bench {
 
 // `count` objects of rows x cols elements in one layout. Every object starts on a 64-byte
-// boundary when its size allows (4x4 32f objects are exactly one cache line).
+// boundary when its size allows (4x4 32f objects are exactly one cache line). `spare`
+// elements after the last object, set to one, keep reads a member makes beyond the objects
+// (the array LU decompositions' last-pivot test) inside the allocation.
 template <class T>
 class ArrayOperand {
 public:
-    ArrayOperand(Layout layout, unsigned rows, unsigned cols, std::size_t count, std::uint64_t seed)
+    ArrayOperand(Layout layout, unsigned rows, unsigned cols, std::size_t count, std::uint64_t seed,
+                 std::size_t spare = 0)
         : view_{layout, count, rows, cols, nullptr, nullptr},
-          data_(allocate(std::size_t(rows) * cols * count)) {
+          data_(allocate(std::size_t(rows) * cols * count + spare)) {
         const std::size_t size = std::size_t(rows) * cols;
         view_.base = data_.get();
         if (layout == Layout::P)
@@ -36,6 +40,12 @@ public:
             x ^= x << 13, x ^= x >> 7, x ^= x << 17;
             data_.get()[i] = T(double(x >> 11) * 0x1p-52 - 1.0);
         }
+        for (std::size_t i = size * count; i < size * count + spare; ++i) data_.get()[i] = T(1);
+    }
+
+    // Sets every element of every object (not the spare ones) to `value`.
+    void fill(T value) const {
+        std::fill(data_.get(), data_.get() + std::size_t(view_.size()) * view_.count, value);
     }
 
     const ArrayView<T>& view() const { return view_; }

@@ -14,6 +14,8 @@
 #include <string>
 #include <vector>
 
+#include "support/view.h"
+
 namespace olvm_bench {
 
 struct Scale {
@@ -48,5 +50,29 @@ inline const char* const kLibrary = "olvm";
 inline const char* const kLoop = "loop";
 inline const char* const kEigen = "eigen";
 inline const char* const kEigenNative = "eigen_native";
+
+// Name of a fixed-order member: "<prefix>_<32f|64f>_<n>x<n>[_<layout>]".
+template <class T>
+std::string fixed_member(const std::string& prefix, unsigned n, Layout layout) {
+    return prefix + (sizeof(T) == 4 ? "_32f_" : "_64f_") + std::to_string(n) + "x" +
+           std::to_string(n) + member_suffix(layout);
+}
+
+// The four rows comparing `library`, `loop` and the two Eigen builds on one member and
+// object count. row(state, kernel, exact) times the kernel; `exact` is true for the two
+// that follow the library's numerics and must give its bits.
+template <class Kernel, class Row>
+void add_compared_rows(const std::string& family, const std::string& member, std::size_t count,
+                       Kernel library, Kernel loop, Kernel eigen, Kernel eigen_native, Row row) {
+    const struct {
+        const char* name;
+        Kernel kernel;
+        bool exact;
+    } impls[] = {{kLibrary, library, true}, {kLoop, loop, true}, {kEigen, eigen, false},
+                 {kEigenNative, eigen_native, false}};
+    for (const auto& impl : impls)
+        add_row(family + "/" + member + "/" + impl.name + "/" + std::to_string(count),
+                [=](benchmark::State& s) { row(s, impl.kernel, impl.exact); });
+}
 
 }  // namespace olvm_bench
