@@ -67,44 +67,6 @@ OLVM_INLINE OlvResult lu_eliminate(const Dst& dst, unsigned n, unsigned* r, unsi
     return olvResultOk;
 }
 
-// Whether the destination's rows and elements are all distinct memory, so that a
-// fixed-order object can be eliminated in a local copy and written back whole, leaving
-// exactly the memory the in-place elimination leaves (the compiler then keeps the matrix
-// in registers instead of reloading it after every store). Tables may repeat pointers.
-template <unsigned O, class Dst>
-OLVM_INLINE bool distinct_rows(const Dst& dst) {
-    using D = typename Dst::Desc;
-    if constexpr (frame::is_table<D>) {
-        (void)dst;
-        return false;
-    } else {
-        const long elem = dst.desc.elem < 0 ? -long(dst.desc.elem) : long(dst.desc.elem);
-        const long row = dst.desc.row < 0 ? -long(dst.desc.row) : long(dst.desc.row);
-        return elem >= long(sizeof(typename Dst::Value)) && row >= long(O) * elem;
-    }
-}
-
-// One fixed-order object: copied into a local matrix, eliminated there by the same
-// steps, written back (also when a pivot fails, leaving the same partial state).
-template <unsigned O, class Src, class Dst>
-OLVM_INLINE OlvResult lu_local(const Src& src, const Dst& dst, unsigned n, unsigned* r) {
-    using T = typename Dst::Value;
-    T w[O][O];
-    for (unsigned i = 0; i < O; ++i)
-        for (unsigned j = 0; j < O; ++j) w[i][j] = *src.at(n, i, j, O);
-    for (unsigned i = 0; i < O; ++i) r[i] = i;
-    const auto local = frame::operand<false>(frame::Strided<T>{&w[0][0], 0, int(O * sizeof(T)), int(sizeof(T))});
-    const OlvResult eliminated = lu_eliminate(local, 0, r, O);
-    for (unsigned i = 0; i < O; ++i)
-        for (unsigned j = 0; j < O; ++j) *dst.at(n, i, j, O) = w[i][j];
-    return eliminated;
-}
-
-template <class Shape>
-inline constexpr unsigned fixed_order = 0;
-template <unsigned W, unsigned H>
-inline constexpr unsigned fixed_order<frame::Fixed<W, H>> = W;
-
 template <class Mode, class Shape, class Src, class Dst>
 OLVM_INLINE OlvResult lu_decomp(Mode mode, Shape sh, Src src, unsigned* index, Dst dst) {
     if (frame::any_null(src, dst) || index == nullptr) return olvResultNullPointer;
@@ -117,18 +79,12 @@ OLVM_INLINE OlvResult lu_decomp(Mode mode, Shape sh, Src src, unsigned* index, D
     for (unsigned n = 0; n < mode.count; ++n) {
         if (frame::objects_null(n, src, dst)) return olvResultNullPointer;
         unsigned* r = index + std::size_t(n) * size;
-        const auto eliminate = [&]() {
-            if constexpr (fixed_order<Shape> != 0) {
-                if (distinct_rows<fixed_order<Shape>>(dst)) return lu_local<fixed_order<Shape>>(src, dst, n, r);
-            }
-            for (unsigned i = 0; i < size; ++i)
-                for (unsigned j = 0; j < size; ++j) *dst.at(n, i, j, size) = *src.at(n, i, j, size);
-            for (unsigned i = 0; i < size; ++i) r[i] = i;
-            return lu_eliminate(dst, n, r, size);
-        };
-        const OlvResult eliminated = eliminate();
-        if (eliminated != olvResultOk) return eliminated;
+        for (unsigned i = 0; i < size; ++i)
+            for (unsigned j = 0; j < size; ++j) *dst.at(n, i, j, size) = *src.at(n, i, j, size);
+        for (unsigned i = 0; i < size; ++i) r[i] = i;
 
+        const OlvResult eliminated = lu_eliminate(dst, n, r, size);
+        if (eliminated != olvResultOk) return eliminated;
 
         // The last-pivot test addresses column (size - 1) + n * size of stored row
         // r(size - 1): for object 0 that is the last pivot itself, for later objects an
