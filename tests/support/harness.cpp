@@ -149,7 +149,14 @@ unsigned char* Placed::address(unsigned n, unsigned r, unsigned c) const {
 }
 
 double Placed::get(unsigned n, unsigned r, unsigned c) const {
-    const unsigned char* p = address(n, r, c);
+    return load_element(address(n, r, c), esize);
+}
+
+void Placed::set(unsigned n, unsigned r, unsigned c, double v) {
+    store_element(address(n, r, c), v, esize);
+}
+
+double load_element(const unsigned char* p, std::size_t esize) {
     if (esize == 4) {
         float f;
         std::memcpy(&f, p, 4);
@@ -160,8 +167,7 @@ double Placed::get(unsigned n, unsigned r, unsigned c) const {
     return d;
 }
 
-void Placed::set(unsigned n, unsigned r, unsigned c, double v) {
-    unsigned char* p = address(n, r, c);
+void store_element(unsigned char* p, double v, std::size_t esize) {
     if (esize == 4) {
         const float f = static_cast<float>(v);
         std::memcpy(p, &f, 4);

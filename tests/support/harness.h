@@ -108,6 +108,10 @@ private:
     std::vector<std::size_t> slots_;  // P/PS2: run start per entry; L/LS2: object start
 };
 
+// An element of `esize` bytes (4: float, 8: double) at `p`, as a double.
+double load_element(const unsigned char* p, std::size_t esize);
+void store_element(unsigned char* p, double v, std::size_t esize);
+
 // Random value of the element type with a spread of magnitudes (exactly representable).
 double random_value(Rng& rng, std::size_t esize);
 

@@ -19,26 +19,6 @@ bool IndexVector::guards_intact() const {
 
 namespace {
 
-double load(const unsigned char* p, std::size_t esize) {
-    if (esize == 4) {
-        float f;
-        std::memcpy(&f, p, 4);
-        return f;
-    }
-    double d;
-    std::memcpy(&d, p, 8);
-    return d;
-}
-
-void store(unsigned char* p, double v, std::size_t esize) {
-    if (esize == 4) {
-        const float f = static_cast<float>(v);
-        std::memcpy(p, &f, 4);
-    } else {
-        std::memcpy(p, &v, 8);
-    }
-}
-
 bool is_table_layout(const std::string& layout) { return layout == "P" || layout == "PS2"; }
 
 void place(Placed& p, unsigned n, const Dense& d) {
@@ -84,11 +64,11 @@ bool DecompCall::displaced_is_spare(unsigned n, unsigned r) const {
 }
 
 double DecompCall::displaced(unsigned n, unsigned r) const {
-    return load(displaced_address(n, r), m->elem_size());
+    return load_element(displaced_address(n, r), m->elem_size());
 }
 
 void DecompCall::set_displaced(unsigned n, unsigned r, double v) {
-    store(displaced_address(n, r), v, m->elem_size());
+    store_element(displaced_address(n, r), v, m->elem_size());
 }
 
 DecompCall make_decomp_call(const MemberInfo& m, unsigned size, unsigned count, Rng& rng,
@@ -122,7 +102,7 @@ DecompCall make_decomp_call(const MemberInfo& m, unsigned size, unsigned count, 
             t[base_entries + k] =
                 reinterpret_cast<void*>(at - static_cast<std::uintptr_t>(static_cast<long>(c.dst->offset)));
             for (unsigned n = 0; n < c.count; ++n)
-                store(c.spill.data() + c.spill_base + k * c.spill_block +
+                store_element(c.spill.data() + c.spill_base + k * c.spill_block +
                           static_cast<std::ptrdiff_t>(n) * c.dst->obj,
                       random_value(rng, es), es);
         }
