@@ -75,9 +75,7 @@ TEST(LUValidation, NullPointersComeFirst) {
             if (role == "pIndex") {
                 c.args().pIndex = nullptr;
             } else {
-                RoleFields f = c.args().role(role);
-                if (f.p) *f.p = nullptr;
-                if (f.pp) *f.pp = nullptr;
+                null_base(c.args(), role);
             }
             c.args().size = 0;  // also a size error
             c.args().count = 0;

@@ -56,9 +56,7 @@ TEST(AddSubValidation, NullBaseComesFirst) {
         Rng rng(std::hash<std::string>{}(m.name));
         for (const auto& o : m.operand_list()) {
             Call c = make(m, rng);
-            RoleFields f = c.args.role(o.role);
-            if (f.p) *f.p = nullptr;
-            if (f.pp) *f.pp = nullptr;
+            null_base(c.args, o.role);
             c.args.width = c.args.height = c.args.len = 0;  // also a size error
             EXPECT_EQ(c.run(), olvResultNullPointer) << m.name << " null " << o.role;
             EXPECT_TRUE(c.nothing_written()) << m.name;

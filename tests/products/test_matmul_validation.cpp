@@ -50,9 +50,7 @@ TEST(MatMulValidation, NullBaseComesFirst) {
         Rng rng(std::hash<std::string>{}(m.name));
         for (const auto& o : m.operand_list()) {
             Call c = make(m, rng);
-            RoleFields f = c.args.role(o.role);
-            if (f.p) *f.p = nullptr;
-            if (f.pp) *f.pp = nullptr;
+            null_base(c.args, o.role);
             for (SizeArg s : {W1, H1, W2, H2}) size_arg(c.args, s) = 0;  // also size errors
             EXPECT_EQ(c.run(), olvResultNullPointer) << m.name << " null " << o.role;
             EXPECT_TRUE(c.nothing_written()) << m.name;

@@ -48,6 +48,12 @@ void* symbol(const std::string& name) {
     return dlsym(lib, name.c_str());
 }
 
+void null_base(Args& a, const std::string& role) {
+    RoleFields f = a.role(role);
+    if (f.p) *f.p = nullptr;
+    if (f.pp) *f.pp = nullptr;
+}
+
 OlvResult call(const MemberInfo& m, const Args& a) {
     void* fn = symbol(m.name);
     if (!fn) throw std::runtime_error(std::string("not exported: ") + m.name);

@@ -29,6 +29,9 @@ struct Args {
 
 using Thunk = OlvResult (*)(void* fn, const Args& a);
 
+// Sets the base pointer and the pointer table of operand `role` to null.
+void null_base(Args& a, const std::string& role);
+
 struct OperandInfo {
     std::string role, kind, layout;
 };

@@ -5,7 +5,6 @@
 Outputs (all under --out, rewritten only when their content changes):
     include/olvm.h        the public header: types from the template, every declaration
     olvm.map              linker version script exporting exactly the catalogue's names
-    olvm.def              module definition for the Windows DLL
     exports.txt           one exported name per line, sorted
     members.tsv           name, argument words on 32-bit x86, argument names
     src/<group>_<op>_<type>.cpp   the exported definitions, one file per family and type
@@ -21,7 +20,7 @@ if __package__ in (None, ""):
     sys.path.insert(0, os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file__)))))
     __package__ = "tools.olvmgen"  # noqa: A001
 
-from .families import FAMILIES, all_members  # noqa: E402
+from .families import all_members  # noqa: E402
 
 VERSION_FUNCTION = "olvmGetLibVersion"
 
@@ -140,8 +139,6 @@ def main():
     write_if_changed(os.path.join(out, "olvm.map"),
                      "{\n  global:\n" + "".join(f"    {n};\n" for n in exported)
                      + "  local:\n    *;\n};\n")
-    write_if_changed(os.path.join(out, "olvm.def"),
-                     "LIBRARY olvmpx.dll\nEXPORTS\n" + "".join(f"    {n}\n" for n in exported))
     rows = [f"{VERSION_FUNCTION}\t0\t"] + [
         f"{m.name}\t{m.words}\t{','.join(a.name for a in m.args)}" for m in members]
     write_if_changed(os.path.join(out, "members.tsv"), "\n".join(rows) + "\n")

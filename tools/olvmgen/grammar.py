@@ -92,19 +92,15 @@ _GROUPS = {
 }
 
 
-def group(role, kind, layout, type_, writable=False, stride_names=None):
+def group(role, kind, layout, type_, writable=False):
     """Arguments and C++ frame descriptor for one matrix or vector operand.
 
     `layout` is the operand's own description (see operand_layout).
-    `stride_names` optionally overrides which strides the group passes (for families whose
-    groups depart from the common table); the descriptor still reads only what it needs.
     Returns (args, cpp_expression).
     """
     arr = is_array(kind)
     mat = is_matrix(kind)
     ptr_kind, strides = _GROUPS[(arr, layout)]
-    if stride_names is not None:
-        strides = stride_names
     if not mat:
         strides = [s for s in strides if s != "RowStride"]
     elem = TYPES[type_]
