@@ -15,14 +15,13 @@
 #include <cstddef>
 #include <utility>
 
+#include "decomp/lu_job.h"
 #include "frame/checks.h"
 #include "frame/layout.h"
+#include "frame/place.h"
+#include "paths/dispatch.h"
 
 namespace olvm::decomp {
-
-// The zero test of both element types: a pivot fails when this exceeds its magnitude.
-// A pivot of exactly this magnitude passes, and so does a NaN (the comparison is false).
-inline constexpr double lu_zero_threshold = 1.1920928955078125e-07;
 
 template <class T>
 OLVM_INLINE bool lu_too_small(T v) {
@@ -67,7 +66,16 @@ OLVM_INLINE OlvResult lu_eliminate(const Dst& dst, unsigned n, unsigned* r, unsi
     return olvResultOk;
 }
 
-template <class Mode, class Shape, class Src, class Dst>
+// The last-pivot test of object n, once its elimination is complete. It addresses column
+// (size - 1) + n * size of stored row r(size - 1): for object 0 that is the last pivot
+// itself, for later objects an element further along through the layout's own
+// addressing. Array callers rely on exactly this test, so it is kept as it is.
+template <class Dst>
+OLVM_INLINE bool lu_last_pivot_fails(const Dst& dst, unsigned n, const unsigned* r, unsigned size) {
+    return lu_too_small(*dst.at(n, r[size - 1], (size - 1) + n * size, size));
+}
+
+template <class Batch = paths::Default, class Mode, class Shape, class Src, class Dst>
 OLVM_INLINE OlvResult lu_decomp(Mode mode, Shape sh, Src src, unsigned* index, Dst dst) {
     if (frame::any_null(src, dst) || index == nullptr) return olvResultNullPointer;
     if (sh.empty()) return olvResultBadSize;
@@ -76,7 +84,17 @@ OLVM_INLINE OlvResult lu_decomp(Mode mode, Shape sh, Src src, unsigned* index, D
     if constexpr (Mode::array) {
         if (mode.count == 0) return olvResultOk;
     }
-    for (unsigned n = 0; n < mode.count; ++n) {
+    unsigned first = 0;  // objects finished by a batch kernel
+    if constexpr (Mode::array && frame::fixed_width<Shape> != 0) {
+        using T = typename Dst::Value;
+        const LUJob job{size, mode.count, frame::place_of(src), frame::place_of(dst), index};
+        first = Batch::run(job, T());
+        // The kernel stops right after an object whose test fails; the test is repeated
+        // here on the same memory, since nothing has been written since.
+        if (first != 0 && lu_last_pivot_fails(dst, first - 1, index + std::size_t(first - 1) * size, size))
+            return olvResultZeroDivisor;
+    }
+    for (unsigned n = first; n < mode.count; ++n) {
         if (frame::objects_null(n, src, dst)) return olvResultNullPointer;
         unsigned* r = index + std::size_t(n) * size;
         for (unsigned i = 0; i < size; ++i)
@@ -85,13 +103,7 @@ OLVM_INLINE OlvResult lu_decomp(Mode mode, Shape sh, Src src, unsigned* index, D
 
         const OlvResult eliminated = lu_eliminate(dst, n, r, size);
         if (eliminated != olvResultOk) return eliminated;
-
-        // The last-pivot test addresses column (size - 1) + n * size of stored row
-        // r(size - 1): for object 0 that is the last pivot itself, for later objects an
-        // element further along through the layout's own addressing. Array callers rely
-        // on exactly this test, so it is kept as it is.
-        if (lu_too_small(*dst.at(n, r[size - 1], (size - 1) + n * size, size)))
-            return olvResultZeroDivisor;
+        if (lu_last_pivot_fails(dst, n, r, size)) return olvResultZeroDivisor;
     }
     return olvResultOk;
 }

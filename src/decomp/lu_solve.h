@@ -13,8 +13,11 @@
 
 #include <cstddef>
 
+#include "decomp/lu_job.h"
 #include "frame/checks.h"
 #include "frame/layout.h"
+#include "frame/place.h"
+#include "paths/dispatch.h"
 
 namespace olvm::decomp {
 
@@ -42,7 +45,7 @@ OLVM_INLINE void lu_solve_one(const Mat& a, const unsigned* r, const Rhs& b, con
     }
 }
 
-template <bool PerObject, class Mode, class Shape, class Mat, class Rhs, class Dst>
+template <bool PerObject, class Batch = paths::Default, class Mode, class Shape, class Mat, class Rhs, class Dst>
 OLVM_INLINE OlvResult lu_back_subst(Mode mode, Shape sh, Mat a, const unsigned* index, Rhs b,
                                     Dst x) {
     if (frame::any_null(a, b, x) || index == nullptr) return olvResultNullPointer;
@@ -56,7 +59,14 @@ OLVM_INLINE OlvResult lu_back_subst(Mode mode, Shape sh, Mat a, const unsigned* 
     if constexpr (Mode::array) {
         if (mode.count == 0) return olvResultOk;
     }
-    for (unsigned n = 0; n < mode.count; ++n) {
+    unsigned first = 0;  // objects finished by a batch kernel
+    if constexpr (Mode::array && frame::fixed_width<Shape> != 0) {
+        using T = typename Dst::Value;
+        const SolveJob job{size, mode.count, PerObject, frame::place_of(a), frame::place_of(b),
+                           frame::place_of(x), index};
+        first = Batch::run(job, T());
+    }
+    for (unsigned n = first; n < mode.count; ++n) {
         if (frame::objects_null(n, a, b, x)) return olvResultNullPointer;
         const unsigned* r = PerObject ? index + std::size_t(n) * size : index;
         lu_solve_one(a, r, b, x, n, size);

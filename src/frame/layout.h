@@ -89,6 +89,12 @@ struct Fixed {
     static constexpr bool empty() { return false; }
 };
 
+// The width of a fixed-size shape; 0 for runtime sizes.
+template <class Shape>
+inline constexpr unsigned fixed_width = 0;
+template <unsigned W, unsigned H>
+inline constexpr unsigned fixed_width<Fixed<W, H>> = W;
+
 // Whether the primitive works on one object or on `count` of them.
 struct Single {
     static constexpr bool array = false;

@@ -10,6 +10,8 @@
 // start + i*row + j*elem.
 #pragma once
 
+#include <cstdint>
+
 #include "frame/layout.h"
 
 namespace olvm::frame {
@@ -33,6 +35,40 @@ struct Place {
     // Stored element k of object n (Entries).
     OLVM_INLINE const char* entry(unsigned k, unsigned n) const {
         return static_cast<const char* const*>(ptr)[k] + offset + Offset(n) * obj;
+    }
+    // Stored element (i, j) of object n in any of the three kinds, with the same address
+    // arithmetic as the descriptors; `rowlen` fixes the table entry (Entries).
+    OLVM_INLINE char* element(unsigned n, unsigned i, unsigned j, unsigned rowlen) const {
+        const char* p = kind == Entries ? entry(i * rowlen + j, n)
+                                        : start(n) + Offset(i) * row + Offset(j) * elem;
+        return const_cast<char*>(p);
+    }
+};
+
+// The elements of an object of E stored elements (rows of `rowlen`) at one address each:
+// one base per object plus one offset per element, whatever the layout. Rows and
+// Objects: the object's start plus the element's place in it; Entries: the object's
+// step along the runs plus the element's table entry.
+template <unsigned E>
+struct ElementAddresses {
+    Place x;
+    std::uintptr_t off[E];
+
+    ElementAddresses(const Place& p, unsigned rowlen) : x(p) {
+        for (unsigned e = 0; e < E; ++e) {
+            const unsigned i = e / rowlen, j = e % rowlen;
+            off[e] = x.kind == Place::Entries
+                         ? reinterpret_cast<std::uintptr_t>(static_cast<const char* const*>(x.ptr)[e]) + x.offset
+                         : std::uintptr_t(Offset(i) * x.row + Offset(j) * x.elem);
+        }
+    }
+    OLVM_INLINE std::uintptr_t base(unsigned n) const {
+        return x.kind == Place::Entries ? std::uintptr_t(Offset(n) * x.obj)
+                                        : reinterpret_cast<std::uintptr_t>(x.start(n));
+    }
+    template <class T>
+    OLVM_INLINE T& at(std::uintptr_t base, unsigned e) const {
+        return *reinterpret_cast<T*>(base + off[e]);
     }
 };
 

@@ -6,7 +6,9 @@
 // of two widened floats, which is exact in double: rounding it once with the addend is
 // then the same as multiplying and adding.
 //
-// Loads and stores of `n` lanes (n <= lanes) touch only those n elements.
+// Loads and stores of `n` lanes (n <= lanes) touch only those n elements. Comparisons
+// give a mask per lane (M) that `select` and `any` consume; `not_ge` is true for
+// unordered operands, `less` and `equal` are false for them.
 //
 // Everything here lives in a namespace of its own per path (OLVM_PATH), and so does every
 // template instantiated with it: the copies built for different instruction sets must
@@ -45,6 +47,19 @@ struct Lanes8 {
     }
     static OLVM_INLINE void store(double* p, V v, unsigned n) { _mm512_mask_storeu_pd(p, mask(n), v); }
     static OLVM_INLINE V round(V v, float) { return _mm512_cvtps_pd(_mm512_cvtpd_ps(v)); }
+
+    using M = __mmask8;
+    static OLVM_INLINE V div(V a, V b) { return _mm512_div_pd(a, b); }
+    static OLVM_INLINE V neg(V a) {  // the sign bit flipped, as scalar negation does
+        const __m512i sign = _mm512_set1_epi64(static_cast<long long>(0x8000000000000000ull));
+        return _mm512_castsi512_pd(_mm512_xor_si512(_mm512_castpd_si512(a), sign));
+    }
+    static OLVM_INLINE V abs(V a) { return _mm512_abs_pd(a); }
+    static OLVM_INLINE M not_ge(V a, V b) { return _mm512_cmp_pd_mask(a, b, _CMP_NGE_UQ); }
+    static OLVM_INLINE M less(V a, V b) { return _mm512_cmp_pd_mask(a, b, _CMP_LT_OQ); }
+    static OLVM_INLINE M equal(V a, V b) { return _mm512_cmp_pd_mask(a, b, _CMP_EQ_OQ); }
+    static OLVM_INLINE V select(M m, V yes, V no) { return _mm512_mask_blend_pd(m, no, yes); }
+    static OLVM_INLINE bool any(M m) { return m != 0; }
 };
 #endif
 
@@ -82,6 +97,16 @@ struct Lanes4 {
         else _mm256_maskstore_pd(p, mask64(n), v);
     }
     static OLVM_INLINE V round(V v, float) { return _mm256_cvtps_pd(_mm256_cvtpd_ps(v)); }
+
+    using M = V;
+    static OLVM_INLINE V div(V a, V b) { return _mm256_div_pd(a, b); }
+    static OLVM_INLINE V neg(V a) { return _mm256_xor_pd(a, _mm256_set1_pd(-0.0)); }
+    static OLVM_INLINE V abs(V a) { return _mm256_andnot_pd(_mm256_set1_pd(-0.0), a); }
+    static OLVM_INLINE M not_ge(V a, V b) { return _mm256_cmp_pd(a, b, _CMP_NGE_UQ); }
+    static OLVM_INLINE M less(V a, V b) { return _mm256_cmp_pd(a, b, _CMP_LT_OQ); }
+    static OLVM_INLINE M equal(V a, V b) { return _mm256_cmp_pd(a, b, _CMP_EQ_OQ); }
+    static OLVM_INLINE V select(M m, V yes, V no) { return _mm256_blendv_pd(no, yes, m); }
+    static OLVM_INLINE bool any(M m) { return _mm256_movemask_pd(m) != 0; }
 };
 #endif
 
@@ -113,6 +138,66 @@ struct Lanes2 {  // the x86-64 baseline: SSE2
         else _mm_store_sd(p, v);
     }
     static OLVM_INLINE V round(V v, float) { return _mm_cvtps_pd(_mm_cvtpd_ps(v)); }
+
+    using M = V;
+    static OLVM_INLINE V div(V a, V b) { return _mm_div_pd(a, b); }
+    static OLVM_INLINE V neg(V a) { return _mm_xor_pd(a, _mm_set1_pd(-0.0)); }
+    static OLVM_INLINE V abs(V a) { return _mm_andnot_pd(_mm_set1_pd(-0.0), a); }
+    static OLVM_INLINE M not_ge(V a, V b) { return _mm_cmpnge_pd(a, b); }
+    static OLVM_INLINE M less(V a, V b) { return _mm_cmplt_pd(a, b); }
+    static OLVM_INLINE M equal(V a, V b) { return _mm_cmpeq_pd(a, b); }
+    static OLVM_INLINE V select(M m, V yes, V no) { return _mm_or_pd(_mm_and_pd(m, yes), _mm_andnot_pd(m, no)); }
+    static OLVM_INLINE bool any(M m) { return _mm_movemask_pd(m) != 0; }
+};
+
+// Two vectors of L side by side, as one vector of twice the lanes. For kernels whose work
+// on a vector is one long dependency chain (divisions, roundings): the two chains
+// interleave. Loads and stores take whole vectors only.
+template <class L>
+struct Pair {
+    struct V {
+        typename L::V lo, hi;
+    };
+    struct M {
+        typename L::M lo, hi;
+    };
+    static constexpr unsigned lanes = 2 * L::lanes;
+    static constexpr unsigned half = L::lanes;
+
+    static OLVM_INLINE V zero() { return {L::zero(), L::zero()}; }
+    static OLVM_INLINE V broadcast(double x) { return {L::broadcast(x), L::broadcast(x)}; }
+#define OLVM_PAIR_BINARY(op) \
+    static OLVM_INLINE V op(V a, V b) { return {L::op(a.lo, b.lo), L::op(a.hi, b.hi)}; }
+    OLVM_PAIR_BINARY(add)
+    OLVM_PAIR_BINARY(sub)
+    OLVM_PAIR_BINARY(mul)
+    OLVM_PAIR_BINARY(div)
+#undef OLVM_PAIR_BINARY
+#define OLVM_PAIR_COMPARE(op) \
+    static OLVM_INLINE M op(V a, V b) { return {L::op(a.lo, b.lo), L::op(a.hi, b.hi)}; }
+    OLVM_PAIR_COMPARE(not_ge)
+    OLVM_PAIR_COMPARE(less)
+    OLVM_PAIR_COMPARE(equal)
+#undef OLVM_PAIR_COMPARE
+    static OLVM_INLINE V fma_exact(V a, V b, V c) {
+        return {L::fma_exact(a.lo, b.lo, c.lo), L::fma_exact(a.hi, b.hi, c.hi)};
+    }
+    static OLVM_INLINE V neg(V a) { return {L::neg(a.lo), L::neg(a.hi)}; }
+    static OLVM_INLINE V abs(V a) { return {L::abs(a.lo), L::abs(a.hi)}; }
+    static OLVM_INLINE V round(V v, float f) { return {L::round(v.lo, f), L::round(v.hi, f)}; }
+    static OLVM_INLINE V select(M m, V yes, V no) {
+        return {L::select(m.lo, yes.lo, no.lo), L::select(m.hi, yes.hi, no.hi)};
+    }
+    static OLVM_INLINE bool any(M m) { return L::any(m.lo) || L::any(m.hi); }
+    template <class T>
+    static OLVM_INLINE V load(const T* p, unsigned) {
+        return {L::load(p, half), L::load(p + half, half)};
+    }
+    template <class T>
+    static OLVM_INLINE void store(T* p, V v, unsigned) {
+        L::store(p, v.lo, half);
+        L::store(p + half, v.hi, half);
+    }
 };
 
 // The lanes a path uses: Narrow for rows of up to four elements, Wide for longer rows and
@@ -136,6 +221,17 @@ OLVM_INLINE typename L::V round_to(typename L::V v, double) {
 template <class L>
 OLVM_INLINE typename L::V round_to(typename L::V v, float f) {
     return L::round(v, f);
+}
+
+// One term added to a running sum: a product of two floats is exact in double, so it
+// may be fused with the addition; a product of two doubles may not.
+template <class L>
+OLVM_INLINE typename L::V add_term(typename L::V a, typename L::V b, typename L::V sum, float) {
+    return L::fma_exact(a, b, sum);
+}
+template <class L>
+OLVM_INLINE typename L::V add_term(typename L::V a, typename L::V b, typename L::V sum, double) {
+    return L::add(L::mul(a, b), sum);
 }
 
 // Lanes in a vector of a row of `total` elements that starts at lane `first`.

@@ -3,6 +3,7 @@
 // a template argument, so tests can also run them on the plain path alone.
 #pragma once
 
+#include "decomp/lu_job.h"
 #include "elementwise/combine_job.h"
 #include "products/matmul_job.h"
 #if defined(OLVM_FAST_PATHS)

@@ -6,6 +6,7 @@
 // every path's kernels directly.
 #pragma once
 
+#include "decomp/lu_job.h"
 #include "elementwise/combine_job.h"
 #include "products/matmul_job.h"
 
@@ -16,7 +17,11 @@
     X(combine_batch_32f, olvm::elementwise::CombineJob, float)  \
     X(combine_batch_64f, olvm::elementwise::CombineJob, double) \
     X(mul_batch_32f, olvm::products::MulJob, float)             \
-    X(mul_batch_64f, olvm::products::MulJob, double)
+    X(mul_batch_64f, olvm::products::MulJob, double)            \
+    X(lu_batch_32f, olvm::decomp::LUJob, float)                 \
+    X(lu_batch_64f, olvm::decomp::LUJob, double)                \
+    X(solve_batch_32f, olvm::decomp::SolveJob, float)           \
+    X(solve_batch_64f, olvm::decomp::SolveJob, double)
 
 #define OLVM_DECLARE_KERNEL(name, Job, T) unsigned name(const Job* job);
 #define OLVM_DECLARE_PATH(path) \

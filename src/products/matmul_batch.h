@@ -20,17 +20,6 @@ namespace olvm::products::OLVM_PATH {
 
 namespace simd = olvm::simd::OLVM_PATH;
 
-// One term added to a running sum: a product of two floats is exact in double, so it
-// may be fused with the addition; a product of two doubles may not.
-template <class L>
-OLVM_INLINE typename L::V add_term(typename L::V a, typename L::V b, typename L::V sum, float) {
-    return L::fma_exact(a, b, sum);
-}
-template <class L>
-OLVM_INLINE typename L::V add_term(typename L::V a, typename L::V b, typename L::V sum, double) {
-    return L::add(L::mul(a, b), sum);
-}
-
 template <class T>
 OLVM_INLINE T read(const char* p) {
     return *reinterpret_cast<const T*>(p);
@@ -40,7 +29,7 @@ OLVM_INLINE T read(const char* p) {
 // term belongs to the layouts that accumulate through the destination.
 template <class L, class T, bool Through>
 OLVM_INLINE typename L::V step(typename L::V a, typename L::V b, typename L::V sum) {
-    sum = add_term<L>(a, b, sum, T());
+    sum = simd::add_term<L>(a, b, sum, T());
     if constexpr (Through) sum = simd::round_to<L>(sum, T());
     return sum;
 }

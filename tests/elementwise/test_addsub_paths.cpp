@@ -55,7 +55,7 @@ void check(const Path& path, const MemberInfo& m, unsigned count, int variant, R
     const bool subtract = std::string(m.family) == "Sub";
     const olvm::elementwise::CombineJob job{subtract, w, h, count, semantic(c, 0), semantic(c, 1),
                                             place(c, "dst")};
-    const unsigned done = (es == 4 ? path.combine32 : path.combine64)(&job);
+    const unsigned done = (es == 4 ? path.combine_batch_32f : path.combine_batch_64f)(&job);
     const std::string what = std::string(path.name) + " " + m.name + " count " + std::to_string(count);
     ASSERT_LE(done, count) << what;
     if (variant == 2 && listed) {

@@ -36,7 +36,7 @@ void check(const Path& path, const MemberInfo& m, unsigned count, bool specials,
 
     const olvm::products::MulJob job{O, count, accumulates_through_element(m),
                                      place(c, "src1"), place(c, "src2"), place(c, "dst")};
-    const unsigned done = (es == 4 ? path.mul32 : path.mul64)(&job);
+    const unsigned done = (es == 4 ? path.mul_batch_32f : path.mul_batch_64f)(&job);
     const std::string what = std::string(path.name) + " " + m.name + " count " + std::to_string(count);
     ASSERT_LE(done, count) << what;
     if (null_object && listed) {
@@ -90,7 +90,7 @@ TEST(MatMulPaths, BatchKernelsFinishTheirLayouts) {
             Call c = make_product_call(m, {O, O, O, O}, count, rng);
             const olvm::products::MulJob job{O, count, accumulates_through_element(m),
                                              place(c, "src1"), place(c, "src2"), place(c, "dst")};
-            EXPECT_EQ((m.elem_size() == 4 ? path.mul32 : path.mul64)(&job), count) << path.name << " " << name;
+            EXPECT_EQ((m.elem_size() == 4 ? path.mul_batch_32f : path.mul_batch_64f)(&job), count) << path.name << " " << name;
         }
     }
 }

@@ -10,15 +10,16 @@ const std::vector<Path>& paths() {
     namespace p = olvm::paths;
     static const std::vector<Path> all = [] {
         __builtin_cpu_init();
+#define OLVM_KERNEL_OF(path) OLVM_BATCH_KERNELS(OLVM_KERNEL_OF_##path)
+#define OLVM_KERNEL_OF_sse2(kernel, Job, T) p::sse2::kernel,
+#define OLVM_KERNEL_OF_avx2(kernel, Job, T) p::avx2::kernel,
+#define OLVM_KERNEL_OF_avx512(kernel, Job, T) p::avx512::kernel,
         return std::vector<Path>{
-            {"sse2", true, p::sse2::combine_batch_32f, p::sse2::combine_batch_64f,
-             p::sse2::mul_batch_32f, p::sse2::mul_batch_64f},
+            {"sse2", true, OLVM_KERNEL_OF(sse2)},
             {"avx2", __builtin_cpu_supports("avx2") && __builtin_cpu_supports("fma"),
-             p::avx2::combine_batch_32f, p::avx2::combine_batch_64f, p::avx2::mul_batch_32f,
-             p::avx2::mul_batch_64f},
+             OLVM_KERNEL_OF(avx2)},
             {"avx512", __builtin_cpu_supports("avx512f") && __builtin_cpu_supports("avx512vl"),
-             p::avx512::combine_batch_32f, p::avx512::combine_batch_64f,
-             p::avx512::mul_batch_32f, p::avx512::mul_batch_64f},
+             OLVM_KERNEL_OF(avx512)},
         };
     }();
     return all;

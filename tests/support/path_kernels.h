@@ -11,13 +11,13 @@
 
 namespace olvmtest {
 
+// One path's batch kernels, a member each, named as in the kernel list.
 struct Path {
     const char* name;
     bool supported;  // by this processor
-    unsigned (*combine32)(const olvm::elementwise::CombineJob*);
-    unsigned (*combine64)(const olvm::elementwise::CombineJob*);
-    unsigned (*mul32)(const olvm::products::MulJob*);
-    unsigned (*mul64)(const olvm::products::MulJob*);
+#define OLVM_PATH_MEMBER(kernel, Job, T) unsigned (*kernel)(const Job*);
+    OLVM_BATCH_KERNELS(OLVM_PATH_MEMBER)
+#undef OLVM_PATH_MEMBER
 };
 
 const std::vector<Path>& paths();

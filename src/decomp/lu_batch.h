@@ -1,0 +1,238 @@
+// Batch kernels of the fixed-order LU decomposition and solve, compiled once per
+// instruction set (src/paths/). One object per lane: each lane runs the plain kernel's
+// operation sequence on its own object, so every lane's values are bit for bit the plain
+// kernel's.
+//
+// The objects of a group are gathered element by element into a side buffer (this is
+// where any layout's addressing, and a solve's row permutation, is applied), worked on
+// in registers and scattered back. Pivot rows differ from lane to lane, so the
+// decomposition keeps each lane's rows in logical order (exchanging them with
+// per-lane selects) and writes logical row i to the stored row its index entry names.
+//
+// A kernel returns how many objects, from object 0, it has finished; the caller's plain
+// loop takes over from there. A group is left to that loop whole when one of its L
+// objects is null, when a pivot fails in any of its lanes (nothing of the group is
+// written then), or when fewer objects than lanes remain.
+#pragma once
+
+#include <cmath>
+#include <cstddef>
+
+#include "decomp/lu_job.h"
+#include "frame/simd.h"
+
+// Like the lanes, every template here exists once per path, in the path's namespace.
+namespace olvm::decomp::OLVM_PATH {
+
+namespace simd = olvm::simd::OLVM_PATH;
+
+// How far a kernel has got: objects finished from object 0, and whether it had to stop
+// there (a null object, a failing pivot or last-pivot test) rather than running out of
+// whole vectors.
+struct Progress {
+    unsigned done;
+    bool stopped;
+};
+
+template <class T>
+OLVM_INLINE T& element(const frame::Place& x, unsigned n, unsigned i, unsigned j, unsigned rowlen) {
+    return *reinterpret_cast<T*>(x.element(n, i, j, rowlen));
+}
+
+// Decomposition. The plain kernel tests each object's displaced last-pivot element right
+// after finishing the object, and that element may lie in a later object's destination;
+// so objects are written and tested one at a time, and the kernel stops right after an
+// object whose test fails. The caller repeats the test on the last finished object.
+template <class L, class T, unsigned O>
+void lu_lanes(const LUJob& job, Progress& at) {
+    constexpr unsigned W = L::lanes;
+    using V = typename L::V;
+    const frame::Place s = job.src, d = job.dst;
+    const V threshold = L::broadcast(lu_zero_threshold);
+    const frame::ElementAddresses<O * O> from(s, O), to(d, O);
+    for (unsigned n = at.done; n + W <= job.count; n += W) {
+        for (unsigned q = 0; q < W; ++q)
+            if (s.object_null(n + q) || d.object_null(n + q)) return void(at = {n, true});
+
+        alignas(64) T side[O * O][W];
+        for (unsigned q = 0; q < W; ++q) {
+            const std::uintptr_t base = from.base(n + q);
+#pragma GCC unroll 36
+            for (unsigned e = 0; e < O * O; ++e) side[e][q] = from.template at<T>(base, e);
+        }
+        V a[O][O], rows[O];
+#pragma GCC unroll 36
+        for (unsigned e = 0; e < O * O; ++e) a[e / O][e % O] = L::load(side[e], W);
+#pragma GCC unroll 6
+        for (unsigned i = 0; i < O; ++i) rows[i] = L::broadcast(double(i));
+
+#pragma GCC unroll 6
+        for (unsigned k = 0; k + 1 < O; ++k) {
+            // Pivot search: a later row replaces the candidate unless the candidate is at
+            // least as large (ties keep the earliest; a NaN comparison replaces).
+            V m = L::abs(a[k][k]), p = L::broadcast(double(k));
+#pragma GCC unroll 6
+            for (unsigned i = k + 1; i < O; ++i) {
+                const V c = L::abs(a[i][k]);
+                const auto later = L::not_ge(m, c);
+                m = L::select(later, c, m);
+                p = L::select(later, L::broadcast(double(i)), p);
+            }
+#pragma GCC unroll 6
+            for (unsigned i = k + 1; i < O; ++i) {
+                const auto swap = L::equal(p, L::broadcast(double(i)));
+                const V rk = rows[k];
+                rows[k] = L::select(swap, rows[i], rk);
+                rows[i] = L::select(swap, rk, rows[i]);
+#pragma GCC unroll 6
+                for (unsigned j = 0; j < O; ++j) {
+                    const V t = a[k][j];
+                    a[k][j] = L::select(swap, a[i][j], t);
+                    a[i][j] = L::select(swap, t, a[i][j]);
+                }
+            }
+            const V pivot = a[k][k];
+            if (L::any(L::less(L::abs(pivot), threshold))) return void(at = {n, true});
+#pragma GCC unroll 6
+            for (unsigned i = k + 1; i < O; ++i) {
+                const V l = simd::round_to<L>(L::div(a[i][k], pivot), T());
+                a[i][k] = l;
+                const V minus_l = L::neg(l);
+#pragma GCC unroll 6
+                for (unsigned j = k + 1; j < O; ++j)
+                    a[i][j] = simd::round_to<L>(simd::add_term<L>(minus_l, a[k][j], a[i][j], T()), T());
+            }
+        }
+
+        alignas(64) double stored_row[O][W];
+#pragma GCC unroll 36
+        for (unsigned e = 0; e < O * O; ++e) L::store(side[e], a[e / O][e % O], W);
+#pragma GCC unroll 6
+        for (unsigned i = 0; i < O; ++i) L::store(stored_row[i], rows[i], W);
+        for (unsigned q = 0; q < W; ++q) {
+            const unsigned obj = n + q;
+            unsigned* index = job.index + std::size_t(obj) * O;
+#pragma GCC unroll 6
+            for (unsigned i = 0; i < O; ++i) index[i] = static_cast<unsigned>(stored_row[i][q]);
+            const std::uintptr_t base = to.base(obj);
+#pragma GCC unroll 36
+            for (unsigned e = 0; e < O * O; ++e) to.template at<T>(base, index[e / O] * O + e % O) = side[e][q];
+            const T last = element<T>(d, obj, index[O - 1], (O - 1) + obj * O, O);
+            if (lu_zero_threshold > static_cast<double>(std::fabs(last))) return void(at = {obj + 1, true});
+        }
+        at.done = n + W;
+    }
+}
+
+OLVM_INLINE bool same_place(const frame::Place& x, const frame::Place& y) {
+    return x.kind == y.kind && x.ptr == y.ptr && x.offset == y.offset && x.obj == y.obj &&
+           x.row == y.row && x.elem == y.elem;
+}
+
+// Solve. Each lane's right-hand side and factor rows are gathered through its index
+// vector, in logical order. A destination that is the right-hand side itself is left to
+// the plain loop, whose later reads of b see the solutions it has already stored.
+template <class L, class T, unsigned O>
+void solve_lanes(const SolveJob& job, Progress& at) {
+    constexpr unsigned W = L::lanes;
+    using V = typename L::V;
+    const frame::Place a = job.mat, b = job.rhs, x = job.dst;
+    if (same_place(b, x)) return void(at.stopped = true);
+    const frame::ElementAddresses<O * O> mat_at(a, O);
+    const frame::ElementAddresses<O> rhs_at(b, O), dst_at(x, O);
+    for (unsigned n = at.done; n + W <= job.count; n += W) {
+        unsigned outside = 0;  // index entries of the group not below O
+        for (unsigned q = 0; q < W; ++q) {
+            if (a.object_null(n + q) || b.object_null(n + q) || x.object_null(n + q))
+                return void(at = {n, true});
+            const unsigned* r = job.index + (job.per_object ? std::size_t(n + q) * O : 0);
+            for (unsigned i = 0; i < O; ++i) outside |= r[i] >= O;
+        }
+        // Entries are used as they stand; ones out of range address memory the offsets
+        // here do not describe, and are left to the plain loop.
+        if (outside) return void(at = {n, true});
+
+        alignas(64) T mat[O * O][W];
+        alignas(64) T vec[O][W];
+        for (unsigned q = 0; q < W; ++q) {
+            const unsigned* r = job.index + (job.per_object ? std::size_t(n + q) * O : 0);
+            const std::uintptr_t mb = mat_at.base(n + q), bb = rhs_at.base(n + q);
+#pragma GCC unroll 6
+            for (unsigned i = 0; i < O; ++i) {
+                const unsigned ri = r[i];
+                vec[i][q] = rhs_at.template at<T>(bb, ri);
+#pragma GCC unroll 6
+                for (unsigned j = 0; j < O; ++j) mat[i * O + j][q] = mat_at.template at<T>(mb, ri * O + j);
+            }
+        }
+        auto D = [&](unsigned i, unsigned j) { return L::load(mat[i * O + j], W); };
+
+        V xs[O];
+        xs[0] = L::load(vec[0], W);
+#pragma GCC unroll 6
+        for (unsigned i = 1; i < O; ++i) {
+            V sum = L::zero();
+#pragma GCC unroll 6
+            for (unsigned j = 0; j < i; ++j) sum = simd::add_term<L>(D(i, j), xs[j], sum, T());
+            xs[i] = simd::round_to<L>(L::sub(L::load(vec[i], W), sum), T());
+        }
+        xs[O - 1] = simd::round_to<L>(L::div(xs[O - 1], D(O - 1, O - 1)), T());
+        for (unsigned i = O - 1; i-- > 0;) {
+            V sum = L::zero();
+#pragma GCC unroll 6
+            for (unsigned j = i + 1; j < O; ++j) sum = simd::add_term<L>(D(i, j), xs[j], sum, T());
+            xs[i] = simd::round_to<L>(L::div(L::sub(xs[i], sum), D(i, i)), T());
+        }
+
+#pragma GCC unroll 6
+        for (unsigned i = 0; i < O; ++i) L::store(vec[i], xs[i], W);
+        for (unsigned q = 0; q < W; ++q) {
+            const std::uintptr_t xb = dst_at.base(n + q);
+#pragma GCC unroll 6
+            for (unsigned i = 0; i < O; ++i) dst_at.template at<T>(xb, i) = vec[i][q];
+        }
+        at.done = n + W;
+    }
+}
+
+// Pairs of vectors first, so that two groups' dependency chains overlap, then single
+// vectors for what is left.
+template <class T, unsigned O>
+unsigned lu_order(const LUJob& job) {
+    Progress at{0, false};
+    lu_lanes<simd::Pair<simd::Wide>, T, O>(job, at);
+    if (!at.stopped) lu_lanes<simd::Wide, T, O>(job, at);
+    return at.done;
+}
+
+template <class T, unsigned O>
+unsigned solve_order(const SolveJob& job) {
+    Progress at{0, false};
+    solve_lanes<simd::Pair<simd::Wide>, T, O>(job, at);
+    if (!at.stopped) solve_lanes<simd::Wide, T, O>(job, at);
+    return at.done;
+}
+
+template <class T>
+unsigned lu_batch(const LUJob& job) {
+    switch (job.order) {
+        case 3: return lu_order<T, 3>(job);
+        case 4: return lu_order<T, 4>(job);
+        case 5: return lu_order<T, 5>(job);
+        case 6: return lu_order<T, 6>(job);
+        default: return 0;
+    }
+}
+
+template <class T>
+unsigned solve_batch(const SolveJob& job) {
+    switch (job.order) {
+        case 3: return solve_order<T, 3>(job);
+        case 4: return solve_order<T, 4>(job);
+        case 5: return solve_order<T, 5>(job);
+        case 6: return solve_order<T, 6>(job);
+        default: return 0;
+    }
+}
+
+}  // namespace olvm::decomp::OLVM_PATH
