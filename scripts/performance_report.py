@@ -36,11 +36,15 @@ IMPLEMENTATIONS = {
     "loop": "plain loop",
     "eigen": "Eigen",
     "eigen_native": "Eigen, -march=native",
+    "sse2": "SSE2 path",
+    "avx2": "AVX2 path",
+    "avx512": "AVX-512 path",
 }
 FAMILY_TITLES = {
     "elementwise": "Add and Sub of arrays of 4x4 32f matrices",
     "products": "Products of arrays of square matrices (olvmMul_mama)",
     "decomp": "LU factor + solve of arrays of systems (olvmLUDecomp_ma, then olvmLUBackSubst_mava)",
+    "paths": "Each instruction-set path's batch kernels alone (olvm: the member, on the path the loader picks)",
 }
 
 

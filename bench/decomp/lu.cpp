@@ -33,6 +33,7 @@
 #include "decomp/lu.h"
 #include "peers/decomp.h"
 #include "support/operands.h"
+#include "support/paths.h"
 #include "support/rows.h"
 
 namespace olvm_bench {
@@ -108,6 +109,20 @@ bool library(const Systems<T>& s) {
     return m.decomp(s.a.base, obj, row, s.index, s.f.base, obj, row, count) == olvResultOk &&
            m.subst(s.f.base, obj, row, s.index, s.b.base, vec, s.x.base, vec, count) == olvResultOk;
 }
+
+#if defined(OLVM_FAST_PATHS)
+// The current path's two batch kernels alone, on every system (the rows' counts are whole
+// vectors on every path).
+template <class T, unsigned N>
+bool through_path(const Systems<T>& s) {
+    const auto count = unsigned(s.x.count);
+    const olvm::decomp::LUJob factor{N, count, place_of(s.a), place_of(s.f), s.index};
+    const olvm::decomp::SolveJob solve{N, count, true, place_of(s.f), place_of(s.b), place_of(s.x), s.index};
+    const auto& path = current_path();
+    if ((sizeof(T) == 4 ? path.lu_batch_32f(&factor) : path.lu_batch_64f(&factor)) != count) return false;
+    return (sizeof(T) == 4 ? path.solve_batch_32f(&solve) : path.solve_batch_64f(&solve)) == count;
+}
+#endif
 
 template <class T>
 bool too_small(T v) {
@@ -231,6 +246,16 @@ void register_members(std::size_t count, Kernel<T> eigen_peer, Kernel<T> native_
                           });
 }
 
+// Each path on the in-cache arrays of the standard layout.
+template <class T, unsigned N>
+void register_paths([[maybe_unused]] std::size_t count) {
+#if defined(OLVM_FAST_PATHS)
+    add_path_rows(fixed_member<T>("olvmLUDecomp_ma", N, Layout::Standard), count, library<T, N>,
+                  through_path<T, N>,
+                  [=](benchmark::State& s, Kernel<T> kernel) { row<T, N>(s, Layout::Standard, count, kernel, true); });
+#endif
+}
+
 }  // namespace
 
 void register_decomp() {
@@ -240,6 +265,10 @@ void register_decomp() {
         register_members<double, 4>(count, eigen::lu_solve_64f_4, eigen_native::lu_solve_64f_4);
         register_members<double, 6>(count, eigen::lu_solve_64f_6, eigen_native::lu_solve_64f_6);
     }
+    // In cache, and whole vectors on every path.
+    const std::size_t in_cache = (scale().object_counts().front() + 7) / 8 * 8;
+    register_paths<float, 4>(in_cache);
+    register_paths<double, 6>(in_cache);
 }
 
 }  // namespace olvm_bench

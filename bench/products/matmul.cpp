@@ -18,6 +18,7 @@
 #include "peers/products.h"
 #include "products/matmul.h"
 #include "support/operands.h"
+#include "support/paths.h"
 #include "support/rows.h"
 
 namespace olvm_bench {
@@ -71,6 +72,18 @@ void library(const ArrayView<T>& a, const ArrayView<T>& b, const ArrayView<T>& d
     }
     benchmark::DoNotOptimize(r);
 }
+
+#if defined(OLVM_FAST_PATHS)
+// The current path's batch kernel alone, on every object (the rows' counts are whole
+// vectors on every path); the destination check of the row sees any it left.
+template <class T, unsigned N>
+void through_path(const ArrayView<T>& a, const ArrayView<T>& b, const ArrayView<T>& d) {
+    const olvm::products::MulJob job{N, unsigned(d.count), d.layout != Layout::Standard,
+                                     place_of(a), place_of(b), place_of(d)};
+    const auto& path = current_path();
+    benchmark::DoNotOptimize(sizeof(T) == 4 ? path.mul_batch_32f(&job) : path.mul_batch_64f(&job));
+}
+#endif
 
 // Element (i, j) of one product with the library's numerics: x(k) and y(k) give the two
 // sources' factors of term k.
@@ -164,6 +177,17 @@ void register_members(std::size_t count, Kernel<T> eigen_peer, Kernel<T> native_
                           });
 }
 
+// Each path on the in-cache arrays, in the layouts whose kernels differ: rows object by
+// object (standard) and one object per lane (P).
+template <class T, unsigned N>
+void register_paths([[maybe_unused]] std::size_t count) {
+#if defined(OLVM_FAST_PATHS)
+    for (Layout layout : {Layout::Standard, Layout::P})
+        add_path_rows(fixed_member<T>("olvmMul_mama", N, layout), count, library<T, N>, through_path<T, N>,
+                      [=](benchmark::State& s, Kernel<T> kernel) { row<T, N>(s, layout, count, kernel, true); });
+#endif
+}
+
 }  // namespace
 
 void register_products() {
@@ -175,6 +199,11 @@ void register_products() {
         register_members<double, 4>(count, eigen::mul_64f_4, eigen_native::mul_64f_4);
         register_members<double, 6>(count, eigen::mul_64f_6, eigen_native::mul_64f_6);
     }
+    // In cache, and whole vectors on every path.
+    const std::size_t in_cache = (scale().object_counts().front() + 7) / 8 * 8;
+    register_paths<float, 4>(in_cache);
+    register_paths<float, 6>(in_cache);
+    register_paths<double, 6>(in_cache);
 }
 
 }  // namespace olvm_bench

@@ -29,15 +29,7 @@ namespace {
 
 namespace fr = olvm::frame;
 
-// The policy that hands batches to one chosen path, and remembers what it finished.
-const Path* chosen = nullptr;
-unsigned finished = 0;
-struct OnePath {
-    static unsigned run(const olvm::decomp::LUJob& j, float) { return finished = chosen->lu_batch_32f(&j); }
-    static unsigned run(const olvm::decomp::LUJob& j, double) { return finished = chosen->lu_batch_64f(&j); }
-    static unsigned run(const olvm::decomp::SolveJob& j, float) { return finished = chosen->solve_batch_32f(&j); }
-    static unsigned run(const olvm::decomp::SolveJob& j, double) { return finished = chosen->solve_batch_64f(&j); }
-};
+using OnePath = olvm::paths::Chosen;
 
 enum Layout { Std, S2, P, PS2, L, LS2 };
 const char* const layout_names[] = {"standard", "S2", "P", "PS2", "L", "LS2"};
@@ -203,15 +195,15 @@ unsigned check_decomp(const Path& path, const Case& c) {
     Rng r1(c.seed), r2(c.seed);
     DecompSetup<T> plain(c, r1), fast(c, r2);
     const OlvResult want = decompose<T, olvm::paths::PlainOnly>(c, plain);
-    chosen = &path;
-    finished = 0;
+    OnePath::current = &path;
+    OnePath::finished = 0;
     const OlvResult got = decompose<T, OnePath>(c, fast);
     const std::string what = c.what(path, sizeof(T) == 4 ? "32f" : "64f");
     EXPECT_EQ(got, want) << what;
     EXPECT_TRUE(same_memory(fast.dst.mem, plain.dst.mem)) << what << ": destination";
     EXPECT_TRUE(same_memory(fast.src.mem, plain.src.mem)) << what << ": source";
     EXPECT_EQ(fast.index, plain.index) << what << ": index vector";
-    return finished;
+    return OnePath::finished;
 }
 
 template <class T>
@@ -274,8 +266,8 @@ unsigned check_solve(const Path& path, const Case& c) {
     Rng r1(c.seed), r2(c.seed);
     SolveSetup<T> plain(c, PerObject, r1), fast(c, PerObject, r2);
     const OlvResult want = solve<PerObject, T, olvm::paths::PlainOnly>(c, plain);
-    chosen = &path;
-    finished = 0;
+    OnePath::current = &path;
+    OnePath::finished = 0;
     const OlvResult got = solve<PerObject, T, OnePath>(c, fast);
     const std::string what = c.what(path, sizeof(T) == 4 ? "32f" : "64f") + (PerObject ? " mava" : " mva");
     EXPECT_EQ(got, want) << what;
@@ -283,7 +275,7 @@ unsigned check_solve(const Path& path, const Case& c) {
     EXPECT_TRUE(same_memory(fast.rhs.mem, plain.rhs.mem)) << what << ": right-hand side";
     EXPECT_TRUE(same_memory(fast.mat.mem, plain.mat.mem)) << what << ": factors";
     EXPECT_EQ(fast.index, plain.index) << what << ": index vector";
-    return finished;
+    return OnePath::finished;
 }
 
 // Every path, both types, orders 3 to 6, the six layouts, and the variants above. A

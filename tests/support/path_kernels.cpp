@@ -6,25 +6,6 @@
 
 namespace olvmtest {
 
-const std::vector<Path>& paths() {
-    namespace p = olvm::paths;
-    static const std::vector<Path> all = [] {
-        __builtin_cpu_init();
-#define OLVM_KERNEL_OF(path) OLVM_BATCH_KERNELS(OLVM_KERNEL_OF_##path)
-#define OLVM_KERNEL_OF_sse2(kernel, Job, T) p::sse2::kernel,
-#define OLVM_KERNEL_OF_avx2(kernel, Job, T) p::avx2::kernel,
-#define OLVM_KERNEL_OF_avx512(kernel, Job, T) p::avx512::kernel,
-        return std::vector<Path>{
-            {"sse2", true, OLVM_KERNEL_OF(sse2)},
-            {"avx2", __builtin_cpu_supports("avx2") && __builtin_cpu_supports("fma"),
-             OLVM_KERNEL_OF(avx2)},
-            {"avx512", __builtin_cpu_supports("avx512f") && __builtin_cpu_supports("avx512vl"),
-             OLVM_KERNEL_OF(avx512)},
-        };
-    }();
-    return all;
-}
-
 olvm::frame::Place place(Call& c, const std::string& role) {
     const OperandInfo& o = c.kind_of(role);
     Placed& p = c.op(role);

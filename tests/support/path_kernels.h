@@ -7,20 +7,13 @@
 #include <vector>
 
 #include "operands.h"
-#include "paths/kernels.h"
+#include "paths/roster.h"
 
 namespace olvmtest {
 
-// One path's batch kernels, a member each, named as in the kernel list.
-struct Path {
-    const char* name;
-    bool supported;  // by this processor
-#define OLVM_PATH_MEMBER(kernel, Job, T) unsigned (*kernel)(const Job*);
-    OLVM_BATCH_KERNELS(OLVM_PATH_MEMBER)
-#undef OLVM_PATH_MEMBER
-};
+using Path = olvm::paths::PathKernels;
+inline const std::vector<Path>& paths() { return olvm::paths::roster(); }
 
-const std::vector<Path>& paths();
 
 // Operand `role` of a call as a batch kernel sees it, from the harness's own placement.
 olvm::frame::Place place(Call& c, const std::string& role);
