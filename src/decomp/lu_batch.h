@@ -54,15 +54,13 @@ void lu_lanes(const LUJob& job, Progress& at) {
         for (unsigned q = 0; q < W; ++q)
             if (s.object_null(n + q) || d.object_null(n + q)) return void(at = {n, true});
 
-        alignas(64) T side[O * O][W];
-        for (unsigned q = 0; q < W; ++q) {
-            const std::uintptr_t base = from.base(n + q);
-#pragma GCC unroll 36
-            for (unsigned e = 0; e < O * O; ++e) side[e][q] = from.template at<T>(base, e);
-        }
+        alignas(64) std::uintptr_t bases[W];
+        for (unsigned q = 0; q < W; ++q) bases[q] = from.base(n + q);
+        const auto objects = L::addresses(bases);
         V a[O][O], rows[O];
 #pragma GCC unroll 36
-        for (unsigned e = 0; e < O * O; ++e) a[e / O][e % O] = L::load(side[e], W);
+        for (unsigned e = 0; e < O * O; ++e)
+            a[e / O][e % O] = L::gather(reinterpret_cast<const T*>(from.off[e]), objects);
 #pragma GCC unroll 6
         for (unsigned i = 0; i < O; ++i) rows[i] = L::broadcast(double(i));
 
@@ -104,6 +102,7 @@ void lu_lanes(const LUJob& job, Progress& at) {
             }
         }
 
+        alignas(64) T side[O * O][W];
         alignas(64) double stored_row[O][W];
 #pragma GCC unroll 36
         for (unsigned e = 0; e < O * O; ++e) L::store(side[e], a[e / O][e % O], W);

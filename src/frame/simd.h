@@ -6,7 +6,8 @@
 // of two widened floats, which is exact in double: rounding it once with the addend is
 // then the same as multiplying and adding.
 //
-// Loads and stores of `n` lanes (n <= lanes) touch only those n elements. Comparisons
+// Loads and stores of `n` lanes (n <= lanes) touch only those n elements. `gather` reads
+// lane q at base + at[q] bytes, from per-lane addresses made by `addresses`. Comparisons
 // give a mask per lane (M) that `select` and `any` consume; `not_ge` is true for
 // unordered operands, `less` and `equal` are false for them.
 //
@@ -16,6 +17,8 @@
 #pragma once
 
 #include <immintrin.h>
+
+#include <cstdint>
 
 #include "frame/layout.h"
 
@@ -60,6 +63,13 @@ struct Lanes8 {
     static OLVM_INLINE M equal(V a, V b) { return _mm512_cmp_pd_mask(a, b, _CMP_EQ_OQ); }
     static OLVM_INLINE V select(M m, V yes, V no) { return _mm512_mask_blend_pd(m, no, yes); }
     static OLVM_INLINE bool any(M m) { return m != 0; }
+
+    using I = __m512i;
+    static OLVM_INLINE I addresses(const std::uintptr_t* p) { return _mm512_loadu_si512(p); }
+    static OLVM_INLINE V gather(const float* base, I at) {
+        return _mm512_cvtps_pd(_mm512_i64gather_ps(at, base, 1));
+    }
+    static OLVM_INLINE V gather(const double* base, I at) { return _mm512_i64gather_pd(at, base, 1); }
 };
 #endif
 
@@ -107,6 +117,15 @@ struct Lanes4 {
     static OLVM_INLINE M equal(V a, V b) { return _mm256_cmp_pd(a, b, _CMP_EQ_OQ); }
     static OLVM_INLINE V select(M m, V yes, V no) { return _mm256_blendv_pd(no, yes, m); }
     static OLVM_INLINE bool any(M m) { return _mm256_movemask_pd(m) != 0; }
+
+    using I = __m256i;
+    static OLVM_INLINE I addresses(const std::uintptr_t* p) {
+        return _mm256_loadu_si256(reinterpret_cast<const __m256i*>(p));
+    }
+    static OLVM_INLINE V gather(const float* base, I at) {
+        return _mm256_cvtps_pd(_mm256_i64gather_ps(base, at, 1));
+    }
+    static OLVM_INLINE V gather(const double* base, I at) { return _mm256_i64gather_pd(base, at, 1); }
 };
 #endif
 
@@ -148,6 +167,17 @@ struct Lanes2 {  // the x86-64 baseline: SSE2
     static OLVM_INLINE M equal(V a, V b) { return _mm_cmpeq_pd(a, b); }
     static OLVM_INLINE V select(M m, V yes, V no) { return _mm_or_pd(_mm_and_pd(m, yes), _mm_andnot_pd(m, no)); }
     static OLVM_INLINE bool any(M m) { return _mm_movemask_pd(m) != 0; }
+
+    struct I {
+        std::uintptr_t at[2];
+    };
+    static OLVM_INLINE I addresses(const std::uintptr_t* p) { return {{p[0], p[1]}}; }
+    template <class T>
+    static OLVM_INLINE V gather(const T* base, I at) {
+        const auto b = reinterpret_cast<std::uintptr_t>(base);
+        return _mm_setr_pd(static_cast<double>(*reinterpret_cast<const T*>(b + at.at[0])),
+                           static_cast<double>(*reinterpret_cast<const T*>(b + at.at[1])));
+    }
 };
 
 // Two vectors of L side by side, as one vector of twice the lanes. For kernels whose work
@@ -192,6 +222,14 @@ struct Pair {
     template <class T>
     static OLVM_INLINE V load(const T* p, unsigned) {
         return {L::load(p, half), L::load(p + half, half)};
+    }
+    struct I {
+        typename L::I lo, hi;
+    };
+    static OLVM_INLINE I addresses(const std::uintptr_t* p) { return {L::addresses(p), L::addresses(p + half)}; }
+    template <class T>
+    static OLVM_INLINE V gather(const T* base, I at) {
+        return {L::gather(base, at.lo), L::gather(base, at.hi)};
     }
     template <class T>
     static OLVM_INLINE void store(T* p, V v, unsigned) {
