@@ -44,7 +44,7 @@ FAMILY_TITLES = {
     "elementwise": "Add and Sub of arrays of 4x4 32f matrices",
     "products": "Products of arrays of square matrices (olvmMul_mama)",
     "decomp": "LU factor + solve of arrays of systems (olvmLUDecomp_ma, then olvmLUBackSubst_mava)",
-    "paths": "Each instruction-set path's batch kernels alone (olvm: the member, on the path the loader picks)",
+    "paths": "Batch kernels of each instruction-set path alone (olvm: the member, on the path the loader picks)",
 }
 
 

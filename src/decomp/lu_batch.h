@@ -214,24 +214,12 @@ unsigned solve_order(const SolveJob& job) {
 
 template <class T>
 unsigned lu_batch(const LUJob& job) {
-    switch (job.order) {
-        case 3: return lu_order<T, 3>(job);
-        case 4: return lu_order<T, 4>(job);
-        case 5: return lu_order<T, 5>(job);
-        case 6: return lu_order<T, 6>(job);
-        default: return 0;
-    }
+    return simd::with_order(job.order, [&](auto order) { return lu_order<T, order()>(job); });
 }
 
 template <class T>
 unsigned solve_batch(const SolveJob& job) {
-    switch (job.order) {
-        case 3: return solve_order<T, 3>(job);
-        case 4: return solve_order<T, 4>(job);
-        case 5: return solve_order<T, 5>(job);
-        case 6: return solve_order<T, 6>(job);
-        default: return 0;
-    }
+    return simd::with_order(job.order, [&](auto order) { return solve_order<T, order()>(job); });
 }
 
 }  // namespace olvm::decomp::OLVM_PATH

@@ -19,6 +19,7 @@
 #include <immintrin.h>
 
 #include <cstdint>
+#include <type_traits>
 
 #include "frame/layout.h"
 
@@ -270,6 +271,19 @@ OLVM_INLINE typename L::V add_term(typename L::V a, typename L::V b, typename L:
 template <class L>
 OLVM_INLINE typename L::V add_term(typename L::V a, typename L::V b, typename L::V sum, double) {
     return L::add(L::mul(a, b), sum);
+}
+
+// Calls f(std::integral_constant<unsigned, O>) for a fixed order O from 3 to 6; other
+// orders have no batch kernel and finish nothing.
+template <class F>
+OLVM_INLINE unsigned with_order(unsigned order, F f) {
+    switch (order) {
+        case 3: return f(std::integral_constant<unsigned, 3>{});
+        case 4: return f(std::integral_constant<unsigned, 4>{});
+        case 5: return f(std::integral_constant<unsigned, 5>{});
+        case 6: return f(std::integral_constant<unsigned, 6>{});
+        default: return 0;
+    }
 }
 
 // Lanes in a vector of a row of `total` elements that starts at lane `first`.

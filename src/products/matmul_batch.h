@@ -155,13 +155,7 @@ unsigned mul_order(const MulJob& job) {
 
 template <class T>
 unsigned mul_batch(const MulJob& job) {
-    switch (job.order) {
-        case 3: return mul_order<T, 3>(job);
-        case 4: return mul_order<T, 4>(job);
-        case 5: return mul_order<T, 5>(job);
-        case 6: return mul_order<T, 6>(job);
-        default: return 0;
-    }
+    return simd::with_order(job.order, [&](auto order) { return mul_order<T, order()>(job); });
 }
 
 }  // namespace olvm::products::OLVM_PATH
