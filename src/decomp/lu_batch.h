@@ -117,7 +117,7 @@ void lu_lanes(const LUJob& job, Progress& at) {
 #pragma GCC unroll 36
             for (unsigned e = 0; e < O * O; ++e) to.template at<T>(base, index[e / O] * O + e % O) = side[e][q];
             const T last = element<T>(d, obj, index[O - 1], (O - 1) + obj * O, O);
-            if (lu_zero_threshold > static_cast<double>(std::fabs(last))) return void(at = {obj + 1, true});
+            if (lu_zero_threshold > std::fabs(static_cast<double>(last))) return void(at = {obj + 1, true});
         }
         at.done = n + W;
     }

@@ -54,7 +54,7 @@ struct ElementAddresses {
     Place x;
     std::uintptr_t off[E];
 
-    ElementAddresses(const Place& p, unsigned rowlen) : x(p) {
+    OLVM_INLINE ElementAddresses(const Place& p, unsigned rowlen) : x(p) {
         for (unsigned e = 0; e < E; ++e) {
             const unsigned i = e / rowlen, j = e % rowlen;
             off[e] = x.kind == Place::Entries
