@@ -248,8 +248,9 @@ void register_members(std::size_t count, Kernel<T> eigen_peer, Kernel<T> native_
 
 // Each path on the in-cache arrays of the standard layout.
 template <class T, unsigned N>
-void register_paths([[maybe_unused]] std::size_t count) {
+void register_paths() {
 #if defined(OLVM_FAST_PATHS)
+    const std::size_t count = path_row_objects();
     add_path_rows(fixed_member<T>("olvmLUDecomp_ma", N, Layout::Standard), count, library<T, N>,
                   through_path<T, N>,
                   [=](benchmark::State& s, Kernel<T> kernel) { row<T, N>(s, Layout::Standard, count, kernel, true); });
@@ -265,10 +266,8 @@ void register_decomp() {
         register_members<double, 4>(count, eigen::lu_solve_64f_4, eigen_native::lu_solve_64f_4);
         register_members<double, 6>(count, eigen::lu_solve_64f_6, eigen_native::lu_solve_64f_6);
     }
-    // In cache, and whole vectors on every path.
-    const std::size_t in_cache = (scale().object_counts().front() + 7) / 8 * 8;
-    register_paths<float, 4>(in_cache);
-    register_paths<double, 6>(in_cache);
+    register_paths<float, 4>();
+    register_paths<double, 6>();
 }
 
 }  // namespace olvm_bench

@@ -180,8 +180,9 @@ void register_members(std::size_t count, Kernel<T> eigen_peer, Kernel<T> native_
 // Each path on the in-cache arrays, in the layouts whose kernels differ: rows object by
 // object (standard) and one object per lane (P).
 template <class T, unsigned N>
-void register_paths([[maybe_unused]] std::size_t count) {
+void register_paths() {
 #if defined(OLVM_FAST_PATHS)
+    const std::size_t count = path_row_objects();
     for (Layout layout : {Layout::Standard, Layout::P})
         add_path_rows(fixed_member<T>("olvmMul_mama", N, layout), count, library<T, N>, through_path<T, N>,
                       [=](benchmark::State& s, Kernel<T> kernel) { row<T, N>(s, layout, count, kernel, true); });
@@ -199,11 +200,9 @@ void register_products() {
         register_members<double, 4>(count, eigen::mul_64f_4, eigen_native::mul_64f_4);
         register_members<double, 6>(count, eigen::mul_64f_6, eigen_native::mul_64f_6);
     }
-    // In cache, and whole vectors on every path.
-    const std::size_t in_cache = (scale().object_counts().front() + 7) / 8 * 8;
-    register_paths<float, 4>(in_cache);
-    register_paths<float, 6>(in_cache);
-    register_paths<double, 6>(in_cache);
+    register_paths<float, 4>();
+    register_paths<float, 6>();
+    register_paths<double, 6>();
 }
 
 }  // namespace olvm_bench

@@ -25,6 +25,10 @@ olvm::frame::Place place_of(const ArrayView<T>& v) {
     }
 }
 
+// Objects of every "paths" row: in cache, and whole vectors on every path, so that the
+// kernels finish every object on their own.
+inline std::size_t path_row_objects() { return (scale().object_counts().front() + 7) / 8 * 8; }
+
 // The path the kernel `through_path` runs: the row sets it before timing.
 inline const olvm::paths::PathKernels& current_path() { return *olvm::paths::Chosen::current; }
 

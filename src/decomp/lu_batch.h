@@ -34,11 +34,6 @@ struct Progress {
     bool stopped;
 };
 
-template <class T>
-OLVM_INLINE T& element(const frame::Place& x, unsigned n, unsigned i, unsigned j, unsigned rowlen) {
-    return *reinterpret_cast<T*>(x.element(n, i, j, rowlen));
-}
-
 // Decomposition. The plain kernel tests each object's displaced last-pivot element right
 // after finishing the object, and that element may lie in a later object's destination;
 // so objects are written and tested one at a time, and the kernel stops right after an
@@ -116,16 +111,11 @@ void lu_lanes(const LUJob& job, Progress& at) {
             const std::uintptr_t base = to.base(obj);
 #pragma GCC unroll 36
             for (unsigned e = 0; e < O * O; ++e) to.template at<T>(base, index[e / O] * O + e % O) = side[e][q];
-            const T last = element<T>(d, obj, index[O - 1], (O - 1) + obj * O, O);
+            const T last = *reinterpret_cast<const T*>(d.element(obj, index[O - 1], (O - 1) + obj * O, O));
             if (lu_zero_threshold > std::fabs(static_cast<double>(last))) return void(at = {obj + 1, true});
         }
         at.done = n + W;
     }
-}
-
-OLVM_INLINE bool same_place(const frame::Place& x, const frame::Place& y) {
-    return x.kind == y.kind && x.ptr == y.ptr && x.offset == y.offset && x.obj == y.obj &&
-           x.row == y.row && x.elem == y.elem;
 }
 
 // Solve. Each lane's right-hand side and factor rows are gathered through its index
@@ -136,7 +126,7 @@ void solve_lanes(const SolveJob& job, Progress& at) {
     constexpr unsigned W = L::lanes;
     using V = typename L::V;
     const frame::Place a = job.mat, b = job.rhs, x = job.dst;
-    if (same_place(b, x)) return void(at.stopped = true);
+    if (b.same_as(x)) return void(at.stopped = true);
     const frame::ElementAddresses<O * O> mat_at(a, O);
     const frame::ElementAddresses<O> rhs_at(b, O), dst_at(x, O);
     for (unsigned n = at.done; n + W <= job.count; n += W) {
@@ -195,31 +185,27 @@ void solve_lanes(const SolveJob& job, Progress& at) {
 }
 
 // Pairs of vectors first, so that two groups' dependency chains overlap, then single
-// vectors for what is left.
-template <class T, unsigned O>
-unsigned lu_order(const LUJob& job) {
+// vectors for what is left. `run(lanes, at)` runs one kernel with those lanes from `at`.
+template <class Run>
+OLVM_INLINE unsigned pairs_then_singles(Run run) {
     Progress at{0, false};
-    lu_lanes<simd::Pair<simd::Wide>, T, O>(job, at);
-    if (!at.stopped) lu_lanes<simd::Wide, T, O>(job, at);
-    return at.done;
-}
-
-template <class T, unsigned O>
-unsigned solve_order(const SolveJob& job) {
-    Progress at{0, false};
-    solve_lanes<simd::Pair<simd::Wide>, T, O>(job, at);
-    if (!at.stopped) solve_lanes<simd::Wide, T, O>(job, at);
+    run(simd::Pair<simd::Wide>{}, at);
+    if (!at.stopped) run(simd::Wide{}, at);
     return at.done;
 }
 
 template <class T>
 unsigned lu_batch(const LUJob& job) {
-    return simd::with_order(job.order, [&](auto order) { return lu_order<T, order()>(job); });
+    return simd::with_order(job.order, [&](auto order) {
+        return pairs_then_singles([&](auto lanes, Progress& at) { lu_lanes<decltype(lanes), T, order()>(job, at); });
+    });
 }
 
 template <class T>
 unsigned solve_batch(const SolveJob& job) {
-    return simd::with_order(job.order, [&](auto order) { return solve_order<T, order()>(job); });
+    return simd::with_order(job.order, [&](auto order) {
+        return pairs_then_singles([&](auto lanes, Progress& at) { solve_lanes<decltype(lanes), T, order()>(job, at); });
+    });
 }
 
 }  // namespace olvm::decomp::OLVM_PATH

@@ -36,6 +36,11 @@ struct Place {
     OLVM_INLINE const char* entry(unsigned k, unsigned n) const {
         return static_cast<const char* const*>(ptr)[k] + offset + Offset(n) * obj;
     }
+    // The same description: operands that are one and the same (in place).
+    OLVM_INLINE bool same_as(const Place& y) const {
+        return kind == y.kind && ptr == y.ptr && offset == y.offset && obj == y.obj && row == y.row &&
+               elem == y.elem;
+    }
     // Stored element (i, j) of object n in any of the three kinds, with the same address
     // arithmetic as the descriptors; `rowlen` fixes the table entry (Entries).
     OLVM_INLINE char* element(unsigned n, unsigned i, unsigned j, unsigned rowlen) const {
