@@ -32,6 +32,8 @@ struct Place {
         if (kind == Rows) return static_cast<const char*>(ptr) + Offset(n) * obj;
         return static_cast<const char* const*>(ptr)[n] + offset;
     }
+    // Start of object n of a Rows operand.
+    OLVM_INLINE const char* strided(unsigned n) const { return static_cast<const char*>(ptr) + Offset(n) * obj; }
     // Stored element k of object n (Entries).
     OLVM_INLINE const char* entry(unsigned k, unsigned n) const {
         return static_cast<const char* const*>(ptr)[k] + offset + Offset(n) * obj;

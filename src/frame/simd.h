@@ -37,7 +37,7 @@ struct Lanes8 {
 
     static OLVM_INLINE V zero() { return _mm512_setzero_pd(); }
     static OLVM_INLINE V broadcast(double x) { return _mm512_set1_pd(x); }
-    static OLVM_INLINE V broadcast(const double* p) { return _mm512_set1_pd(*p); }
+    static OLVM_INLINE V broadcast(const double* p) { return _mm512_broadcastsd_pd(_mm_load_sd(p)); }
     static OLVM_INLINE V add(V a, V b) { return _mm512_add_pd(a, b); }
     static OLVM_INLINE V sub(V a, V b) { return _mm512_sub_pd(a, b); }
     static OLVM_INLINE V mul(V a, V b) { return _mm512_mul_pd(a, b); }
@@ -92,6 +92,19 @@ struct Lanes4 {
     static OLVM_INLINE V sub(V a, V b) { return _mm256_sub_pd(a, b); }
     static OLVM_INLINE V mul(V a, V b) { return _mm256_mul_pd(a, b); }
     static OLVM_INLINE V fma_exact(V a, V b, V c) { return _mm256_fmadd_pd(a, b, c); }
+#if defined(__AVX512VL__)
+    // Where the path has mask registers, partial rows use them: the AVX2 masked moves
+    // cost several micro-ops each, a masked AVX-512 move costs one.
+    static __mmask8 kmask(unsigned n) { return static_cast<__mmask8>((1u << n) - 1u); }
+    static OLVM_INLINE V load(const float* p, unsigned n) {
+        return _mm256_cvtps_pd(_mm_maskz_loadu_ps(kmask(n), p));
+    }
+    static OLVM_INLINE V load(const double* p, unsigned n) { return _mm256_maskz_loadu_pd(kmask(n), p); }
+    static OLVM_INLINE void store(float* p, V v, unsigned n) {
+        _mm_mask_storeu_ps(p, kmask(n), _mm256_cvtpd_ps(v));
+    }
+    static OLVM_INLINE void store(double* p, V v, unsigned n) { _mm256_mask_storeu_pd(p, kmask(n), v); }
+#else
     static OLVM_INLINE V load(const float* p, unsigned n) {
         return _mm256_cvtps_pd(n == 4 ? _mm_loadu_ps(p) : _mm_maskload_ps(p, mask32(n)));
     }
@@ -107,6 +120,7 @@ struct Lanes4 {
         if (n == 4) _mm256_storeu_pd(p, v);
         else _mm256_maskstore_pd(p, mask64(n), v);
     }
+#endif
     static OLVM_INLINE V round(V v, float) { return _mm256_cvtps_pd(_mm256_cvtpd_ps(v)); }
 
     using M = V;
@@ -284,6 +298,18 @@ OLVM_INLINE unsigned with_order(unsigned order, F f) {
         case 6: return f(std::integral_constant<unsigned, 6>{});
         default: return 0;
     }
+}
+
+// Calls f with one std::bool_constant per run-time flag, in order: one instantiation of a
+// kernel per combination, with the flags' tests out of its loops.
+template <class F>
+OLVM_INLINE unsigned with_flags(F f) {
+    return f();
+}
+template <class F, class... Rest>
+OLVM_INLINE unsigned with_flags(F f, bool first, Rest... rest) {
+    if (first) return with_flags([&](auto... b) { return f(std::true_type{}, b...); }, rest...);
+    return with_flags([&](auto... b) { return f(std::false_type{}, b...); }, rest...);
 }
 
 // Lanes in a vector of a row of `total` elements that starts at lane `first`.

@@ -37,20 +37,24 @@ OLVM_INLINE typename L::V step(typename L::V a, typename L::V b, typename L::V s
 // Objects one at a time, lanes along the rows of B and C: row i of C is the sum over k
 // of a(i, k) times row k of B. Needs B and C with contiguous rows and B untransposed.
 // The rows' sums are formed side by side, term k of every row before term k + 1.
-template <class L, class T, unsigned O, bool Through, bool TransA, bool ContigA>
+// Strided: all three operands are arrays of objects at a fixed step (no table to read,
+// no null object), the common case, whose addressing is then two instructions an object.
+template <class L, class T, unsigned O, bool Through, bool TransA, bool ContigA, bool Strided>
 unsigned mul_rows(const MulJob& job) {
     constexpr unsigned W = L::lanes, R = (O + W - 1) / W;
     const frame::Place a = job.a, b = job.b, c = job.c;
     const unsigned count = job.count;
     for (unsigned n = 0; n < count; ++n) {
-        if (a.object_null(n) || b.object_null(n) || c.object_null(n)) return n;
-        const char* as = a.start(n);
-        const char* bs = b.start(n);
-        char* cs = const_cast<char*>(c.start(n));
+        if (!Strided && (a.object_null(n) || b.object_null(n) || c.object_null(n))) return n;
+        const char* as = Strided ? a.strided(n) : a.start(n);
+        const char* bs = Strided ? b.strided(n) : b.start(n);
+        char* cs = const_cast<char*>(Strided ? c.strided(n) : c.start(n));
         // A widened once into memory, as stored (row by row), so that every broadcast below
         // is a plain load: aw[i][k] holds a(i, k), or a(k, i) for a transposed A.
         alignas(64) double aw[O][R * W];
-        if (ContigA) {
+        if constexpr (std::is_same_v<T, double>) {
+            // Doubles need no widening: broadcasts read A where it is stored.
+        } else if (ContigA) {
 #pragma GCC unroll 8
             for (unsigned i = 0; i < O; ++i)
                 for (unsigned r = 0; r < R; ++r)
@@ -74,7 +78,11 @@ unsigned mul_rows(const MulJob& job) {
                                   simd::part(O, r * W, W));
 #pragma GCC unroll 8
             for (unsigned i = 0; i < O; ++i) {
-                const typename L::V s = L::broadcast(TransA ? &aw[k][i] : &aw[i][k]);
+                const typename L::V s =
+                    std::is_same_v<T, double>
+                        ? L::broadcast(reinterpret_cast<const double*>(
+                              as + (TransA ? k : i) * a.row + (TransA ? i : k) * (ContigA ? sizeof(T) : a.elem)))
+                        : L::broadcast(TransA ? aw[k][i] : aw[i][k]);
                 for (unsigned r = 0; r < R; ++r) sum[i][r] = step<L, T, Through>(s, brow[r], sum[i][r]);
             }
         }
@@ -133,14 +141,13 @@ unsigned mul_order(const MulJob& job) {
                       c.elem == es;
     if (rows) {
         const bool contig = a.elem == es;
-        if (job.through) {
-            if (a.transposed) return contig ? mul_rows<L, T, O, true, true, true>(job)
-                                            : mul_rows<L, T, O, true, true, false>(job);
-            return contig ? mul_rows<L, T, O, true, false, true>(job) : mul_rows<L, T, O, true, false, false>(job);
-        }
-        if (a.transposed) return contig ? mul_rows<L, T, O, false, true, true>(job)
-                                        : mul_rows<L, T, O, false, true, false>(job);
-        return contig ? mul_rows<L, T, O, false, false, true>(job) : mul_rows<L, T, O, false, false, false>(job);
+        const bool strided =
+            a.kind == frame::Place::Rows && b.kind == frame::Place::Rows && c.kind == frame::Place::Rows;
+        return simd::with_flags(
+            [&](auto through, auto trans, auto contig_a, auto all_strided) {
+                return mul_rows<L, T, O, through(), trans(), contig_a(), all_strided()>(job);
+            },
+            job.through, a.transposed, contig, strided);
     }
     auto interleaved = [&](const frame::Place& x) {
         return x.kind == frame::Place::Entries && (x.obj == 0 || x.obj == es);
