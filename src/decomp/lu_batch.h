@@ -88,7 +88,7 @@ void lu_lanes(const LUJob& job, Progress& at) {
             if (L::any(L::less(L::abs(pivot), threshold))) return void(at = {n, true});
 #pragma GCC unroll 6
             for (unsigned i = k + 1; i < O; ++i) {
-                const V l = simd::round_to<L>(L::div(a[i][k], pivot), T());
+                const V l = simd::quotient<L>(a[i][k], pivot, T());
                 a[i][k] = l;
                 const V minus_l = L::neg(l);
 #pragma GCC unroll 6
@@ -118,15 +118,41 @@ void lu_lanes(const LUJob& job, Progress& at) {
     }
 }
 
-// Solve. Each lane's right-hand side and factor rows are gathered through its index
-// vector, in logical order. A destination that is the right-hand side itself is left to
-// the plain loop, whose later reads of b see the solutions it has already stored.
+// Forward and back substitution of one group, the plain kernel's sequence in every lane:
+// `D(i, j)` gives element (i, j) of the lanes' factors in logical row order, `B(i)`
+// element i of their permuted right-hand sides. Each is asked for once.
+template <class L, class T, unsigned O, class Factor, class Rhs>
+OLVM_INLINE void substitute(Factor D, Rhs B, typename L::V (&xs)[O]) {
+    using V = typename L::V;
+    xs[0] = B(0);
+#pragma GCC unroll 6
+    for (unsigned i = 1; i < O; ++i) {
+        V sum = L::zero();
+#pragma GCC unroll 6
+        for (unsigned j = 0; j < i; ++j) sum = simd::add_term<L>(D(i, j), xs[j], sum, T());
+        xs[i] = simd::round_to<L>(L::sub(B(i), sum), T());
+    }
+    xs[O - 1] = simd::quotient<L>(xs[O - 1], D(O - 1, O - 1), T());
+    for (unsigned i = O - 1; i-- > 0;) {
+        V sum = L::zero();
+#pragma GCC unroll 6
+        for (unsigned j = i + 1; j < O; ++j) sum = simd::add_term<L>(D(i, j), xs[j], sum, T());
+        xs[i] = simd::round_to<L>(L::div(L::sub(xs[i], sum), D(i, i)), T());
+    }
+}
+
+// Solve. Each lane's right-hand side and factor rows are read through its index vector,
+// in logical order: factors stored in rows (every layout but P) row by row with vector
+// gathers from per-lane row addresses, P factors element by element into a side buffer.
+// A destination that is the right-hand side itself is left to the plain loop, whose
+// later reads of b see the solutions it has already stored.
 template <class L, class T, unsigned O>
 void solve_lanes(const SolveJob& job, Progress& at) {
     constexpr unsigned W = L::lanes;
     using V = typename L::V;
     const frame::Place a = job.mat, b = job.rhs, x = job.dst;
     if (b.same_as(x)) return void(at.stopped = true);
+    const bool in_rows = a.kind != frame::Place::Entries;
     const frame::ElementAddresses<O * O> mat_at(a, O);
     const frame::ElementAddresses<O> rhs_at(b, O), dst_at(x, O);
     for (unsigned n = at.done; n + W <= job.count; n += W) {
@@ -141,38 +167,38 @@ void solve_lanes(const SolveJob& job, Progress& at) {
         // here do not describe, and are left to the plain loop.
         if (outside) return void(at = {n, true});
 
-        alignas(64) T mat[O * O][W];
-        alignas(64) T vec[O][W];
+        // Per lane and logical row: where its factor row and right-hand side element lie.
+        alignas(64) std::uintptr_t row_at[O][W], rhs_elem_at[O][W];
         for (unsigned q = 0; q < W; ++q) {
             const unsigned* r = job.index + (job.per_object ? std::size_t(n + q) * O : 0);
             const std::uintptr_t mb = mat_at.base(n + q), bb = rhs_at.base(n + q);
 #pragma GCC unroll 6
             for (unsigned i = 0; i < O; ++i) {
-                const unsigned ri = r[i];
-                vec[i][q] = rhs_at.template at<T>(bb, ri);
-#pragma GCC unroll 6
-                for (unsigned j = 0; j < O; ++j) mat[i * O + j][q] = mat_at.template at<T>(mb, ri * O + j);
+                row_at[i][q] = mb + mat_at.off[r[i] * O];
+                rhs_elem_at[i][q] = bb + rhs_at.off[r[i]];
             }
         }
-        auto D = [&](unsigned i, unsigned j) { return L::load(mat[i * O + j], W); };
-
+        auto B = [&](unsigned i) { return L::gather(static_cast<const T*>(nullptr), L::addresses(rhs_elem_at[i])); };
         V xs[O];
-        xs[0] = L::load(vec[0], W);
+        if (in_rows) {
+            auto D = [&](unsigned i, unsigned j) {
+                return L::gather(reinterpret_cast<const T*>(std::uintptr_t(j * a.elem)), L::addresses(row_at[i]));
+            };
+            substitute<L, T, O>(D, B, xs);
+        } else {
+            alignas(64) T mat[O * O][W];
+            for (unsigned q = 0; q < W; ++q) {
+                const unsigned* r = job.index + (job.per_object ? std::size_t(n + q) * O : 0);
+                const std::uintptr_t mb = mat_at.base(n + q);
 #pragma GCC unroll 6
-        for (unsigned i = 1; i < O; ++i) {
-            V sum = L::zero();
+                for (unsigned i = 0; i < O; ++i)
 #pragma GCC unroll 6
-            for (unsigned j = 0; j < i; ++j) sum = simd::add_term<L>(D(i, j), xs[j], sum, T());
-            xs[i] = simd::round_to<L>(L::sub(L::load(vec[i], W), sum), T());
-        }
-        xs[O - 1] = simd::round_to<L>(L::div(xs[O - 1], D(O - 1, O - 1)), T());
-        for (unsigned i = O - 1; i-- > 0;) {
-            V sum = L::zero();
-#pragma GCC unroll 6
-            for (unsigned j = i + 1; j < O; ++j) sum = simd::add_term<L>(D(i, j), xs[j], sum, T());
-            xs[i] = simd::round_to<L>(L::div(L::sub(xs[i], sum), D(i, i)), T());
+                    for (unsigned j = 0; j < O; ++j) mat[i * O + j][q] = mat_at.template at<T>(mb, r[i] * O + j);
+            }
+            substitute<L, T, O>([&](unsigned i, unsigned j) { return L::load(mat[i * O + j], W); }, B, xs);
         }
 
+        alignas(64) T vec[O][W];
 #pragma GCC unroll 6
         for (unsigned i = 0; i < O; ++i) L::store(vec[i], xs[i], W);
         for (unsigned q = 0; q < W; ++q) {
