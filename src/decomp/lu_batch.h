@@ -17,6 +17,7 @@
 
 #include <cmath>
 #include <cstddef>
+#include <type_traits>
 
 #include "decomp/lu_job.h"
 #include "frame/simd.h"
@@ -45,6 +46,9 @@ void lu_lanes(const LUJob& job, Progress& at) {
     const frame::Place s = job.src, d = job.dst;
     const V threshold = L::broadcast(lu_zero_threshold);
     const frame::ElementAddresses<O * O> from(s, O), to(d, O);
+    // Destination rows of four contiguous floats take whole-row stores.
+    const bool rows_of_four_floats =
+        std::is_same_v<T, float> && O == 4 && d.kind != frame::Place::Entries && d.elem == sizeof(float);
     for (unsigned n = at.done; n + W <= job.count; n += W) {
         for (unsigned q = 0; q < W; ++q)
             if (s.object_null(n + q) || d.object_null(n + q)) return void(at = {n, true});
@@ -97,23 +101,49 @@ void lu_lanes(const LUJob& job, Progress& at) {
             }
         }
 
-        alignas(64) T side[O * O][W];
         alignas(64) double stored_row[O][W];
-#pragma GCC unroll 36
-        for (unsigned e = 0; e < O * O; ++e) L::store(side[e], a[e / O][e % O], W);
 #pragma GCC unroll 6
         for (unsigned i = 0; i < O; ++i) L::store(stored_row[i], rows[i], W);
-        for (unsigned q = 0; q < W; ++q) {
+        // Object q of the group: its index vector, its rows (put by `write`), then its
+        // last-pivot test; false when that fails.
+        auto finish = [&](unsigned q, auto write) {
             const unsigned obj = n + q;
             unsigned* index = job.index + std::size_t(obj) * O;
 #pragma GCC unroll 6
             for (unsigned i = 0; i < O; ++i) index[i] = static_cast<unsigned>(stored_row[i][q]);
-            const std::uintptr_t base = to.base(obj);
-#pragma GCC unroll 36
-            for (unsigned e = 0; e < O * O; ++e) to.template at<T>(base, index[e / O] * O + e % O) = side[e][q];
+            write(to.base(obj), index);
             const T last = *reinterpret_cast<const T*>(d.element(obj, index[O - 1], (O - 1) + obj * O, O));
-            if (lu_zero_threshold > std::fabs(static_cast<double>(last))) return void(at = {obj + 1, true});
+            return !(lu_zero_threshold > std::fabs(static_cast<double>(last)));
+        };
+        unsigned q = 0;
+        if (rows_of_four_floats) {
+            // The group transposed in registers: one store a row.
+            __m128 frows[O][W];
+#pragma GCC unroll 6
+            for (unsigned i = 0; i < O; ++i) {
+                if constexpr (O == 4) L::rows4(a[i], frows[i]);
+            }
+#pragma GCC unroll 16
+            for (; q < W; ++q)
+                if (!finish(q, [&](std::uintptr_t base, const unsigned* index) {
+#pragma GCC unroll 6
+                        for (unsigned i = 0; i < O; ++i)
+                            simd::put4(reinterpret_cast<float*>(base + index[i] * d.row), frows[i][q]);
+                    }))
+                    break;
+        } else {
+            alignas(64) T side[O * O][W];
+#pragma GCC unroll 36
+            for (unsigned e = 0; e < O * O; ++e) L::store(side[e], a[e / O][e % O], W);
+            for (; q < W; ++q)
+                if (!finish(q, [&](std::uintptr_t base, const unsigned* index) {
+#pragma GCC unroll 36
+                        for (unsigned e = 0; e < O * O; ++e)
+                            to.template at<T>(base, index[e / O] * O + e % O) = side[e][q];
+                    }))
+                    break;
         }
+        if (q < W) return void(at = {n + q + 1, true});
         at.done = n + W;
     }
 }

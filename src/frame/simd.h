@@ -51,6 +51,19 @@ struct Lanes8 {
     }
     static OLVM_INLINE void store(double* p, V v, unsigned n) { _mm512_mask_storeu_pd(p, mask(n), v); }
     static OLVM_INLINE V round(V v, float) { return _mm512_cvtps_pd(_mm512_cvtpd_ps(v)); }
+    // Four vectors as floats, transposed: rows[q] holds lane q of c[0], c[1], c[2], c[3].
+    static OLVM_INLINE void rows4(const V (&c)[4], __m128 (&rows)[lanes]) {
+        const __m256 f0 = _mm512_cvtpd_ps(c[0]), f1 = _mm512_cvtpd_ps(c[1]);
+        const __m256 f2 = _mm512_cvtpd_ps(c[2]), f3 = _mm512_cvtpd_ps(c[3]);
+        const __m256 t0 = _mm256_unpacklo_ps(f0, f1), t1 = _mm256_unpackhi_ps(f0, f1);
+        const __m256 t2 = _mm256_unpacklo_ps(f2, f3), t3 = _mm256_unpackhi_ps(f2, f3);
+        const __m256 r[4] = {_mm256_shuffle_ps(t0, t2, 0x44), _mm256_shuffle_ps(t0, t2, 0xee),
+                             _mm256_shuffle_ps(t1, t3, 0x44), _mm256_shuffle_ps(t1, t3, 0xee)};
+        for (unsigned q = 0; q < 4; ++q) {
+            rows[q] = _mm256_castps256_ps128(r[q]);
+            rows[q + 4] = _mm256_extractf128_ps(r[q], 1);
+        }
+    }
 
     using M = __mmask8;
     static OLVM_INLINE V div(V a, V b) { return _mm512_div_pd(a, b); }
@@ -125,6 +138,12 @@ struct Lanes4 {
     }
 #endif
     static OLVM_INLINE V round(V v, float) { return _mm256_cvtps_pd(_mm256_cvtpd_ps(v)); }
+    static OLVM_INLINE void rows4(const V (&c)[4], __m128 (&rows)[lanes]) {
+        __m128 f0 = _mm256_cvtpd_ps(c[0]), f1 = _mm256_cvtpd_ps(c[1]);
+        __m128 f2 = _mm256_cvtpd_ps(c[2]), f3 = _mm256_cvtpd_ps(c[3]);
+        _MM_TRANSPOSE4_PS(f0, f1, f2, f3);
+        rows[0] = f0, rows[1] = f1, rows[2] = f2, rows[3] = f3;
+    }
 
     using M = V;
     static OLVM_INLINE V div(V a, V b) { return _mm256_div_pd(a, b); }
@@ -178,6 +197,12 @@ struct Lanes2 {  // the x86-64 baseline: SSE2
         else _mm_store_sd(p, v);
     }
     static OLVM_INLINE V round(V v, float) { return _mm_cvtps_pd(_mm_cvtpd_ps(v)); }
+    static OLVM_INLINE void rows4(const V (&c)[4], __m128 (&rows)[lanes]) {
+        const __m128 t0 = _mm_unpacklo_ps(_mm_cvtpd_ps(c[0]), _mm_cvtpd_ps(c[1]));
+        const __m128 t2 = _mm_unpacklo_ps(_mm_cvtpd_ps(c[2]), _mm_cvtpd_ps(c[3]));
+        rows[0] = _mm_movelh_ps(t0, t2);
+        rows[1] = _mm_movehl_ps(t2, t0);
+    }
 
     using M = V;
     static OLVM_INLINE V div(V a, V b) { return _mm_div_pd(a, b); }
@@ -262,6 +287,12 @@ struct Pair {
         L::store(p, v.lo, half);
         L::store(p + half, v.hi, half);
     }
+    static OLVM_INLINE void rows4(const V (&c)[4], __m128 (&rows)[lanes]) {
+        __m128 lo[half], hi[half];
+        L::rows4({c[0].lo, c[1].lo, c[2].lo, c[3].lo}, lo);
+        L::rows4({c[0].hi, c[1].hi, c[2].hi, c[3].hi}, hi);
+        for (unsigned q = 0; q < half; ++q) rows[q] = lo[q], rows[q + half] = hi[q];
+    }
 };
 
 // The lanes a path uses: Narrow for rows of up to four elements, Wide for longer rows and
@@ -276,6 +307,11 @@ using Wide = Lanes4;
 using Narrow = Lanes2;
 using Wide = Lanes2;
 #endif
+
+// A row of four floats stored from a vector.
+OLVM_INLINE void put4(float* p, __m128 row) {
+    _mm_storeu_ps(p, row);
+}
 
 // Rounding to the element type: a no-op for doubles.
 template <class L>
