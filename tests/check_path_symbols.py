@@ -29,6 +29,8 @@ def main():
             if "sub_I_" in name or name.startswith("_GLOBAL__"):
                 if not (opts.sanitized and name.startswith("_sub_")):
                     initialisers.append(name)
+            elif name.startswith("DW.ref."):
+                continue  # a pointer to the C++ runtime's unwinding routine, the same in every object
             elif (kind.isupper() or kind in "uviw") and f"::{opts.path}::" not in name:
                 shared.append(name)
     print(f"{opts.path}: {seen} symbols, {len(shared)} global outside the path's namespaces, "

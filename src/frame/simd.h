@@ -361,15 +361,15 @@ OLVM_INLINE unsigned with_order(unsigned order, F f) {
 }
 
 // Calls f with one std::bool_constant per run-time flag, in order: one instantiation of a
-// kernel per combination, with the flags' tests out of its loops.
-template <class F>
+// kernel per combination, with the flags' tests out of its loops. `Known` carries the
+// flags already turned into constants.
+template <bool... Known, class F>
 OLVM_INLINE unsigned with_flags(F f) {
-    return f();
+    return f(std::bool_constant<Known>{}...);
 }
-template <class F, class... Rest>
+template <bool... Known, class F, class... Rest>
 OLVM_INLINE unsigned with_flags(F f, bool first, Rest... rest) {
-    if (first) return with_flags([&](auto... b) { return f(std::true_type{}, b...); }, rest...);
-    return with_flags([&](auto... b) { return f(std::false_type{}, b...); }, rest...);
+    return first ? with_flags<Known..., true>(f, rest...) : with_flags<Known..., false>(f, rest...);
 }
 
 // Lanes in a vector of a row of `total` elements that starts at lane `first`.

@@ -39,9 +39,16 @@ OLVM_INLINE typename L::V step(typename L::V a, typename L::V b, typename L::V s
 // The rows' sums are formed side by side, term k of every row before term k + 1.
 // Strided: all three operands are arrays of objects at a fixed step (no table to read,
 // no null object), the common case, whose addressing is then two instructions an object.
-template <class L, class T, unsigned O, bool Through, bool TransA, bool ContigA, bool Strided>
+// Packed: besides, the rows of A and B follow each other without gaps, so a row but the
+// last may be read with a whole vector (the lanes past its end read the next row).
+template <class L, class T, unsigned O, bool Through, bool TransA, bool ContigA, bool Strided, bool Packed>
 unsigned mul_rows(const MulJob& job) {
+    if constexpr (Packed && !(Strided && ContigA)) return 0;  // never chosen
     constexpr unsigned W = L::lanes, R = (O + W - 1) / W;
+    // Lanes read from row i of a packed operand: a whole vector where that stays inside it.
+    auto reads = [](unsigned i, unsigned r) {
+        return Packed && R == 1 && i + 1 < O ? W : simd::part(O, r * W, W);
+    };
     const frame::Place a = job.a, b = job.b, c = job.c;
     const unsigned count = job.count;
     for (unsigned n = 0; n < count; ++n) {
@@ -59,7 +66,7 @@ unsigned mul_rows(const MulJob& job) {
             for (unsigned i = 0; i < O; ++i)
                 for (unsigned r = 0; r < R; ++r)
                     L::store(&aw[i][r * W],
-                             L::load(reinterpret_cast<const T*>(as + i * a.row) + r * W, simd::part(O, r * W, W)), W);
+                             L::load(reinterpret_cast<const T*>(as + i * a.row) + r * W, reads(i, r)), W);
         } else {
 #pragma GCC unroll 8
             for (unsigned i = 0; i < O; ++i)
@@ -74,8 +81,7 @@ unsigned mul_rows(const MulJob& job) {
         for (unsigned k = 0; k < O; ++k) {
             typename L::V brow[R];
             for (unsigned r = 0; r < R; ++r)
-                brow[r] = L::load(reinterpret_cast<const T*>(bs + k * b.row) + r * W,
-                                  simd::part(O, r * W, W));
+                brow[r] = L::load(reinterpret_cast<const T*>(bs + k * b.row) + r * W, reads(k, r));
 #pragma GCC unroll 8
             for (unsigned i = 0; i < O; ++i) {
                 const typename L::V s =
@@ -143,11 +149,13 @@ unsigned mul_order(const MulJob& job) {
         const bool contig = a.elem == es;
         const bool strided =
             a.kind == frame::Place::Rows && b.kind == frame::Place::Rows && c.kind == frame::Place::Rows;
+        const frame::Offset packed_row = O * es;
+        const bool packed = strided && contig && a.row == packed_row && b.row == packed_row;
         return simd::with_flags(
-            [&](auto through, auto trans, auto contig_a, auto all_strided) {
-                return mul_rows<L, T, O, through(), trans(), contig_a(), all_strided()>(job);
+            [&](auto through, auto trans, auto contig_a, auto all_strided, auto all_packed) {
+                return mul_rows<L, T, O, through(), trans(), contig_a(), all_strided(), all_packed()>(job);
             },
-            job.through, a.transposed, contig, strided);
+            job.through, a.transposed, contig, strided, packed);
     }
     auto interleaved = [&](const frame::Place& x) {
         return x.kind == frame::Place::Entries && (x.obj == 0 || x.obj == es);

@@ -17,9 +17,9 @@ namespace olvmtest {
 namespace {
 
 void check(const Path& path, const MemberInfo& m, unsigned count, bool specials, Rng& rng,
-           bool null_object) {
+           bool null_object, Placement how = {}) {
     const unsigned O = unsigned(m.size);
-    Call c = make_product_call(m, {O, O, O, O}, count, rng);
+    Call c = make_product_call(m, {O, O, O, O}, count, rng, how);
     const std::size_t es = m.elem_size();
     if (specials) {
         for (const char* role : {"src1", "src2"}) {
@@ -70,6 +70,7 @@ TEST(MatMulPaths, EveryPathMatchesTheReferenceInEveryLayout) {
                 check(path, m, count, false, rng, false);
                 check(path, m, count, true, rng, false);
                 check(path, m, count, false, rng, true);
+                check(path, m, count, true, rng, false, Placement{false, false});  // packed rows
                 ++runs;
             }
         }
