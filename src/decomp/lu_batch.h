@@ -3,11 +3,13 @@
 // operation sequence on its own object, so every lane's values are bit for bit the plain
 // kernel's.
 //
-// The objects of a group are gathered element by element into a side buffer (this is
-// where any layout's addressing, and a solve's row permutation, is applied), worked on
-// in registers and scattered back. Pivot rows differ from lane to lane, so the
-// decomposition keeps each lane's rows in logical order (exchanging them with
-// per-lane selects) and writes logical row i to the stored row its index entry names.
+// The objects of a group are gathered element by element into the lanes (this is where
+// any layout's addressing, and a solve's row permutation, is applied: through per-lane
+// element or row addresses), worked on in registers and written back object by object.
+// Pivot rows differ from lane to lane, so the decomposition keeps each lane's rows in
+// logical order (exchanging them with per-lane selects) and writes logical row i to the
+// stored row its index entry names: rows of four floats with one store each, after a
+// transpose of the group in registers, other rows element by element.
 //
 // A kernel returns how many objects, from object 0, it has finished; the caller's plain
 // loop takes over from there. A group is left to that loop whole when one of its L
