@@ -49,8 +49,8 @@ void lu_lanes(const LUJob& job, Progress& at) {
     const V threshold = L::broadcast(lu_zero_threshold);
     const frame::ElementAddresses<O * O> from(s, O), to(d, O);
     // Destination rows of four contiguous floats take whole-row stores.
-    const bool rows_of_four_floats =
-        std::is_same_v<T, float> && O == 4 && d.kind != frame::Place::Entries && d.elem == sizeof(float);
+    constexpr bool four_floats = std::is_same_v<T, float> && O == 4;
+    const bool row_stores = four_floats && d.kind != frame::Place::Entries && d.elem == sizeof(float);
     for (unsigned n = at.done; n + W <= job.count; n += W) {
         for (unsigned q = 0; q < W; ++q)
             if (s.object_null(n + q) || d.object_null(n + q)) return void(at = {n, true});
@@ -118,21 +118,21 @@ void lu_lanes(const LUJob& job, Progress& at) {
             return !(lu_zero_threshold > std::fabs(static_cast<double>(last)));
         };
         unsigned q = 0;
-        if (rows_of_four_floats) {
-            // The group transposed in registers: one store a row.
-            __m128 frows[O][W];
-#pragma GCC unroll 6
-            for (unsigned i = 0; i < O; ++i) {
-                if constexpr (O == 4) L::rows4(a[i], frows[i]);
-            }
+        if (row_stores) {
+            if constexpr (four_floats) {
+                // The group transposed in registers: one store a row.
+                __m128 frows[O][W];
+#pragma GCC unroll 4
+                for (unsigned i = 0; i < O; ++i) L::rows4(a[i], frows[i]);
 #pragma GCC unroll 16
-            for (; q < W; ++q)
-                if (!finish(q, [&](std::uintptr_t base, const unsigned* index) {
-#pragma GCC unroll 6
-                        for (unsigned i = 0; i < O; ++i)
-                            simd::put4(reinterpret_cast<float*>(base + index[i] * d.row), frows[i][q]);
-                    }))
-                    break;
+                for (; q < W; ++q)
+                    if (!finish(q, [&](std::uintptr_t base, const unsigned* index) {
+#pragma GCC unroll 4
+                            for (unsigned i = 0; i < O; ++i)
+                                simd::put4(reinterpret_cast<float*>(base + index[i] * d.row), frows[i][q]);
+                        }))
+                        break;
+            }
         } else {
             alignas(64) T side[O * O][W];
 #pragma GCC unroll 36

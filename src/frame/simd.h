@@ -30,10 +30,14 @@
 namespace olvm::simd::OLVM_PATH {
 
 #if defined(__AVX512F__) && defined(__AVX512VL__)
+// The first n of up to eight lanes, for masked loads and stores.
+OLVM_INLINE __mmask8 first_lanes(unsigned n) {
+    return static_cast<__mmask8>((1u << n) - 1u);
+}
+
 struct Lanes8 {
     using V = __m512d;
     static constexpr unsigned lanes = 8;
-    static __mmask8 mask(unsigned n) { return static_cast<__mmask8>((1u << n) - 1u); }
 
     static OLVM_INLINE V zero() { return _mm512_setzero_pd(); }
     static OLVM_INLINE V broadcast(double x) { return _mm512_set1_pd(x); }
@@ -43,13 +47,13 @@ struct Lanes8 {
     static OLVM_INLINE V mul(V a, V b) { return _mm512_mul_pd(a, b); }
     static OLVM_INLINE V fma_exact(V a, V b, V c) { return _mm512_fmadd_pd(a, b, c); }
     static OLVM_INLINE V load(const float* p, unsigned n) {
-        return _mm512_cvtps_pd(_mm256_maskz_loadu_ps(mask(n), p));
+        return _mm512_cvtps_pd(_mm256_maskz_loadu_ps(first_lanes(n), p));
     }
-    static OLVM_INLINE V load(const double* p, unsigned n) { return _mm512_maskz_loadu_pd(mask(n), p); }
+    static OLVM_INLINE V load(const double* p, unsigned n) { return _mm512_maskz_loadu_pd(first_lanes(n), p); }
     static OLVM_INLINE void store(float* p, V v, unsigned n) {
-        _mm256_mask_storeu_ps(p, mask(n), _mm512_cvtpd_ps(v));
+        _mm256_mask_storeu_ps(p, first_lanes(n), _mm512_cvtpd_ps(v));
     }
-    static OLVM_INLINE void store(double* p, V v, unsigned n) { _mm512_mask_storeu_pd(p, mask(n), v); }
+    static OLVM_INLINE void store(double* p, V v, unsigned n) { _mm512_mask_storeu_pd(p, first_lanes(n), v); }
     static OLVM_INLINE V round(V v, float) { return _mm512_cvtps_pd(_mm512_cvtpd_ps(v)); }
     // Four vectors as floats, transposed: rows[q] holds lane q of c[0], c[1], c[2], c[3].
     static OLVM_INLINE void rows4(const V (&c)[4], __m128 (&rows)[lanes]) {
@@ -111,15 +115,14 @@ struct Lanes4 {
 #if defined(__AVX512VL__)
     // Where the path has mask registers, partial rows use them: the AVX2 masked moves
     // cost several micro-ops each, a masked AVX-512 move costs one.
-    static __mmask8 kmask(unsigned n) { return static_cast<__mmask8>((1u << n) - 1u); }
     static OLVM_INLINE V load(const float* p, unsigned n) {
-        return _mm256_cvtps_pd(_mm_maskz_loadu_ps(kmask(n), p));
+        return _mm256_cvtps_pd(_mm_maskz_loadu_ps(first_lanes(n), p));
     }
-    static OLVM_INLINE V load(const double* p, unsigned n) { return _mm256_maskz_loadu_pd(kmask(n), p); }
+    static OLVM_INLINE V load(const double* p, unsigned n) { return _mm256_maskz_loadu_pd(first_lanes(n), p); }
     static OLVM_INLINE void store(float* p, V v, unsigned n) {
-        _mm_mask_storeu_ps(p, kmask(n), _mm256_cvtpd_ps(v));
+        _mm_mask_storeu_ps(p, first_lanes(n), _mm256_cvtpd_ps(v));
     }
-    static OLVM_INLINE void store(double* p, V v, unsigned n) { _mm256_mask_storeu_pd(p, kmask(n), v); }
+    static OLVM_INLINE void store(double* p, V v, unsigned n) { _mm256_mask_storeu_pd(p, first_lanes(n), v); }
 #else
     static OLVM_INLINE V load(const float* p, unsigned n) {
         return _mm256_cvtps_pd(n == 4 ? _mm_loadu_ps(p) : _mm_maskload_ps(p, mask32(n)));

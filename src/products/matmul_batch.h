@@ -37,13 +37,16 @@ OLVM_INLINE typename L::V step(typename L::V a, typename L::V b, typename L::V s
 // Objects one at a time, lanes along the rows of B and C: row i of C is the sum over k
 // of a(i, k) times row k of B. Needs B and C with contiguous rows and B untransposed.
 // The rows' sums are formed side by side, term k of every row before term k + 1.
-// Strided: all three operands are arrays of objects at a fixed step (no table to read,
-// no null object), the common case, whose addressing is then two instructions an object.
-// Packed: besides, the rows of A and B follow each other without gaps, so a row but the
+// How the objects and rows of the three operands are addressed. Strided: all three are
+// arrays of objects at a fixed step (no table to read, no null object), the common case,
+// whose addressing is then two instructions an object. Packed: besides, A's elements are
+// contiguous and the rows of A and B follow each other without gaps, so a row but the
 // last may be read with a whole vector (the lanes past its end read the next row).
-template <class L, class T, unsigned O, bool Through, bool TransA, bool ContigA, bool Strided, bool Packed>
+enum class Rows { Any, Strided, Packed };
+
+template <class L, class T, unsigned O, bool Through, bool TransA, bool ContigA, Rows Addressing>
 unsigned mul_rows(const MulJob& job) {
-    if constexpr (Packed && !(Strided && ContigA)) return 0;  // never chosen
+    constexpr bool Strided = Addressing != Rows::Any, Packed = Addressing == Rows::Packed;
     constexpr unsigned W = L::lanes, R = (O + W - 1) / W;
     // Lanes read from row i of a packed operand: a whole vector where that stays inside it.
     auto reads = [](unsigned i, unsigned r) {
@@ -150,21 +153,23 @@ unsigned mul_order(const MulJob& job) {
         const bool strided =
             a.kind == frame::Place::Rows && b.kind == frame::Place::Rows && c.kind == frame::Place::Rows;
         const frame::Offset packed_row = O * es;
-        const bool packed = strided && contig && a.row == packed_row && b.row == packed_row;
+        if (strided && contig && a.row == packed_row && b.row == packed_row)
+            return simd::with_flags(
+                [&](auto through, auto trans) { return mul_rows<L, T, O, through(), trans(), true, Rows::Packed>(job); },
+                job.through, a.transposed);
         return simd::with_flags(
-            [&](auto through, auto trans, auto contig_a, auto all_strided, auto all_packed) {
-                return mul_rows<L, T, O, through(), trans(), contig_a(), all_strided(), all_packed()>(job);
+            [&](auto through, auto trans, auto contig_a, auto all_strided) {
+                return mul_rows<L, T, O, through(), trans(), contig_a(), all_strided() ? Rows::Strided : Rows::Any>(job);
             },
-            job.through, a.transposed, contig, strided, packed);
+            job.through, a.transposed, contig, strided);
     }
     auto interleaved = [&](const frame::Place& x) {
         return x.kind == frame::Place::Entries && (x.obj == 0 || x.obj == es);
     };
     if (interleaved(a) && interleaved(b) && c.kind == frame::Place::Entries && c.obj == es)
-        return a.transposed ? (b.transposed ? mul_lanes<LP, T, O, true, true>(job)
-                                            : mul_lanes<LP, T, O, true, false>(job))
-                            : (b.transposed ? mul_lanes<LP, T, O, false, true>(job)
-                                            : mul_lanes<LP, T, O, false, false>(job));
+        return simd::with_flags(
+            [&](auto trans_a, auto trans_b) { return mul_lanes<LP, T, O, trans_a(), trans_b()>(job); },
+            a.transposed, b.transposed);
     return 0;
 }
 
