@@ -150,5 +150,32 @@ TEST(MatMul, ElementIsZeroedAndUpdatedTermByTerm) {
     EXPECT_EQ(bp[1], 2.0 * 5 + 3 * (2.0 * 5));
 }
 
+// Growing one size argument by one breaks exactly the equality its operand code's row
+// names: the inner dimensions of mma and mama are never compared, and src1Width only
+// matters there. (Which sizes are tested for zero is part of the validation sweep.)
+TEST(MatMul, SizeEqualityFollowsTheCodesRow) {
+    for (const auto& m : members()) {
+        if (!is_matrix_product(m) || m.size) continue;
+        const SizeRule& rule = size_rule(m.codes);
+        Rng rng(std::hash<std::string>{}(m.name));
+        for (SizeArg s : {W1, H1, W2, H2}) {
+            const ProductSizes base = default_sizes(m, 2, 3, 4);
+            Args probe;
+            size_arg(probe, W1) = base.src1Width, size_arg(probe, H1) = base.src1Height;
+            size_arg(probe, W2) = base.src2Width, size_arg(probe, H2) = base.src2Height;
+            ++size_arg(probe, s);
+            Call c = make_product_call(m, {probe.src1Width, probe.src1Height, probe.src2Width, probe.src2Height},
+                                       2, rng);
+            c.snapshot_all();
+            const bool breaks = rule.equal[0] == s || rule.equal[1] == s;
+            EXPECT_EQ(c.run(), breaks ? olvResultBadSize : olvResultOk) << m.name << " size " << s;
+            if (breaks) {
+                EXPECT_TRUE(c.nothing_written()) << m.name;
+            }
+            EXPECT_FALSE(c.op("dst").changed_outside_elements()) << m.name;
+        }
+    }
+}
+
 }  // namespace
 }  // namespace olvmtest

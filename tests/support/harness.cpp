@@ -23,8 +23,21 @@ std::vector<OperandInfo> MemberInfo::operand_list() const {
         std::getline(parts, o.role, ':');
         std::getline(parts, o.kind, ':');
         std::getline(parts, o.layout, ':');
+        std::string access;
+        std::getline(parts, access, ':');
+        o.access = access.empty() ? 'r' : access[0];
         out.push_back(o);
     }
+    return out;
+}
+
+std::vector<std::string> MemberInfo::size_args() const {
+    std::vector<std::string> out;
+    std::stringstream all(args);
+    std::string name;
+    Args probe;
+    while (std::getline(all, name, ','))
+        if (name != "count" && probe.unsigned_field(name)) out.push_back(name);
     return out;
 }
 

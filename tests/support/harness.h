@@ -34,6 +34,7 @@ void null_base(Args& a, const std::string& role);
 
 struct OperandInfo {
     std::string role, kind, layout;
+    char access = 'r';  // 'r' read, 'w' written, 's' scratch
 };
 
 struct MemberInfo {
@@ -43,10 +44,13 @@ struct MemberInfo {
     const char* type;
     int size;  // 0: generic
     const char* layout;
-    const char* operands;  // "role:kind:layout,..."
+    const char* operands;  // "role:kind:layout:access,..."
+    const char* args;      // argument names in order, comma-separated
     Thunk thunk;
 
     std::vector<OperandInfo> operand_list() const;
+    // The size arguments of a generic member (width, height, len, size, src1Width, ...).
+    std::vector<std::string> size_args() const;
     std::size_t elem_size() const { return std::string(type) == "32f" ? 4 : 8; }
 };
 

@@ -17,23 +17,17 @@
 
 namespace olvmtest {
 
-// Index entries with guard words on both sides; every word starts as a sentinel that is
-// no valid index.
-class IndexVector {
+// Index entries packed without gaps, `per_object` for each of `objects` objects (object n
+// is the run of entries n * per_object ...), with sentinel words on both sides; every word
+// starts as a sentinel that is no valid index.
+class IndexVector : public Placed {
 public:
     static constexpr unsigned sentinel = 0xA5A5A5A5u;
-    explicit IndexVector(std::size_t entries = 0);
-    unsigned* data() { return words_.data() + guard; }
-    unsigned operator[](std::size_t k) const { return words_[guard + k]; }
-    std::size_t size() const { return words_.size() - 2 * guard; }
-    void snapshot() { saved_ = words_; }
-    bool changed(std::size_t k) const { return words_[guard + k] != saved_[guard + k]; }
-    bool any_changed() const { return words_ != saved_; }
-    bool guards_intact() const;
-
-private:
-    static constexpr std::size_t guard = 4;
-    std::vector<unsigned> words_, saved_;
+    explicit IndexVector(unsigned per_object = 1, unsigned objects = 1);
+    unsigned* data() { return reinterpret_cast<unsigned*>(base); }
+    unsigned operator[](std::size_t k) const;
+    bool changed(std::size_t k) const { return element_changed(unsigned(k / cols()), 0, unsigned(k % cols())); }
+    bool guards_intact() const { return !changed_outside_elements(); }
 };
 
 struct DecompCall {

@@ -16,6 +16,7 @@ struct Call {
     const MemberInfo* m = nullptr;
     Args args;
     std::map<std::string, std::unique_ptr<Placed>> ops;  // by role
+    std::shared_ptr<void> keep;  // any further memory the call's arguments point into
     std::vector<OperandInfo> info;
     unsigned width = 0, height = 0, count = 1;
 

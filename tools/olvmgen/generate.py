@@ -77,11 +77,12 @@ def test_table(members):
                 casts.append(f"static_cast<{a.ctype}>(a.{a.name})")
             else:
                 casts.append(f"a.{a.name}")
-        ops = ",".join(f"{o.role}:{o.kind}:{o.layout}" for o in m.operands)
+        ops = ",".join(f"{o.role}:{o.kind}:{o.layout}:{o.mode}" for o in m.operands)
         size = m.size or 0
         call = f"reinterpret_cast<decltype(&{m.name})>(fn)({', '.join(casts)})"
+        names = ",".join(a.name for a in m.args)
         out.append(f'OLVM_MEMBER("{m.name}", "{m.family}", "{m.codes}", "{m.type}", {size}, '
-                   f'"{m.layout}", "{ops}", {call})')
+                   f'"{m.layout}", "{ops}", "{names}", {call})')
     return "\n".join(out) + "\n"
 
 
@@ -115,6 +116,12 @@ def args_record(members):
         vals = ", ".join(f"&{n}" if n in fields else "nullptr" for n in refs)
         out.append(f'    if (r == "{r}") return RoleFields{{{vals}}};')
     out.append("    return RoleFields{};")
+    out.append("}")
+    # The unsigned arguments (sizes and count) by name.
+    out.append("unsigned* unsigned_field(const std::string& n) {")
+    for name in sorted(n for n, t in fields.items() if t == "unsigned int"):
+        out.append(f'    if (n == "{name}") return &{name};')
+    out.append("    return nullptr;")
     out.append("}")
     return "\n".join(out) + "\n"
 

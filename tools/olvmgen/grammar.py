@@ -23,13 +23,26 @@ class Arg:
 class Operand:
     """One operand of a primitive as the test harness needs to know it.
 
-    role: the argument prefix ('src', 'src1', 'src2', 'dst', ...).
-    kind: 'm', 'mT', 'ma', 'maT', 'v', 'va' or 'c'.
+    role: the argument prefix ('src', 'src1', 'src2', 'dst', ...); auxiliary pointers
+          take their argument's name without the 'p' ('index', 'buffer', 'dstVal').
+    kind: 'm', 'mT', 'ma', 'maT', 'v', 'va', or for auxiliary pointers 'index', 'buffer',
+          'scalar' (one result) or 'scalars' (one result per object).
     layout: the description actually used for this operand ('', 'S2', 'P', 'PS2', 'L', 'LS2').
+    access: 'r' read, 'w' written, 's' scratch; by default 'w' for the destination roles
+          ('dst...'), 's' for a buffer and 'r' otherwise.
     """
     role: str
     kind: str
     layout: str
+    access: str = ""
+
+    @property
+    def mode(self):
+        if self.access:
+            return self.access
+        if self.role.startswith("dst"):
+            return "w"
+        return "s" if self.kind == "buffer" else "r"
 
 
 @dataclass

@@ -28,7 +28,8 @@ def _decomp(codes, type_, size, layout):
     name = member_name("LUDecomp", codes, type_, size_text(size, False), layout)
     return Member(name, "LUDecomp", codes, type_, size, layout,
                   src_args + [index] + dst_args + tail, body,
-                  [Operand("src", codes, lay), Operand("dst", codes, lay)])
+                  [Operand("src", codes, lay), Operand("dst", codes, lay),
+                   Operand("index", "index", "", "w")])
 
 
 def _backsubst(codes, type_, size, layout):
@@ -61,7 +62,7 @@ def _backsubst(codes, type_, size, layout):
     return Member(name, "LUBackSubst", codes, type_, size, layout,
                   mat_args + [index] + rhs_args + dst_args + tail, body,
                   [Operand("src", mat_kind, mat_layout), Operand("src2", vec_kind, vec_layout),
-                   Operand("dst", vec_kind, vec_layout)])
+                   Operand("dst", vec_kind, vec_layout), Operand("index", "index", "")])
 
 
 def _each(codes_list, build):

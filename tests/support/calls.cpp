@@ -1,0 +1,77 @@
+#include "calls.h"
+
+#include <cstring>
+#include <stdexcept>
+#include <string>
+
+#include "lu_calls.h"
+#include "product_call.h"
+
+namespace olvmtest {
+
+bool is_array_member(const MemberInfo& m) {
+    for (const auto& o : m.operand_list())
+        if (is_array_kind(o.kind)) return true;
+    return false;
+}
+
+namespace {
+
+Call elementwise(const MemberInfo& m, Rng& rng, unsigned count) {
+    const bool vector = m.codes[0] == 'v' || m.codes[0] == 'c';
+    const unsigned w = m.size ? m.size : 3;
+    const unsigned h = vector ? 1 : (m.size ? m.size : 2);
+    return make_elementwise_call(m, w, h, count, rng);
+}
+
+Call product(const MemberInfo& m, Rng& rng, unsigned count) {
+    return make_product_call(m, default_sizes(m, 2, 3, 4), count, rng);
+}
+
+// The LU calls keep their operands by role like every other call; the decomposition's
+// destination table may point into further memory for its displaced last-pivot test.
+Call lu(const MemberInfo& m, Rng& rng, unsigned count) {
+    const unsigned size = m.size ? m.size : 3;
+    Call c;
+    c.m = &m;
+    c.info = m.operand_list();
+    c.width = c.height = size;
+    if (std::string(m.family) == "LUDecomp") {
+        DecompCall d = make_decomp_call(m, size, count, rng);
+        c.args = d.args;
+        c.count = d.count;
+        c.ops["src"] = std::move(d.src);
+        c.ops["dst"] = std::move(d.dst);
+        c.ops["index"] = std::make_unique<IndexVector>(std::move(d.index));
+        c.keep = std::make_shared<std::vector<unsigned char>>(std::move(d.spill));
+    } else {
+        SolveCall s = make_solve_call(m, size, count, rng);
+        c.args = s.args;
+        c.count = s.count;
+        c.ops["src"] = std::move(s.mat);
+        c.ops["src2"] = std::move(s.rhs);
+        c.ops["dst"] = std::move(s.dst);
+        c.ops["index"] = std::make_unique<IndexVector>(std::move(s.index));
+    }
+    return c;
+}
+
+struct Factory {
+    const char* family;
+    Call (*make)(const MemberInfo&, Rng&, unsigned);
+};
+
+const Factory factories[] = {
+    {"Add", elementwise}, {"Sub", elementwise}, {"Mul", product},
+    {"LUDecomp", lu},     {"LUBackSubst", lu},
+};
+
+}  // namespace
+
+Call make_call(const MemberInfo& m, Rng& rng, unsigned count) {
+    for (const Factory& f : factories)
+        if (std::strcmp(f.family, m.family) == 0) return f.make(m, rng, count);
+    throw std::runtime_error(std::string("no call factory for ") + m.family);
+}
+
+}  // namespace olvmtest

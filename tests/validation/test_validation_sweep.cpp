@@ -1,0 +1,275 @@
+// Validation order and partial writes of every exported member, from one convention:
+//   1. base pointers and tables (auxiliary pointers included) are tested for null first;
+//   2. then the size arguments of generic members, for zero;
+//   3. then every entry of the P and PS2 tables of array members, before count;
+//   4. count = 0 succeeds and writes nothing (L and LS2 object entries are not looked at);
+//   5. while processing, L and LS2 object entries just before each object, and the entries
+//      of single-object P tables just before each element.
+// Each expectation is derived from the member's operands in the catalogue and this rule;
+// the families that depart from it are rows of one table, named after the behaviour. A
+// failing call must leave exactly the writes its step allows, compared with a twin call
+// (same values, other memory) that ran to the end.
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <functional>
+#include <string>
+
+#include "calls.h"
+#include "product_call.h"
+
+namespace olvmtest {
+namespace {
+
+// How single-object P members test their table entries.
+enum class EntryTests {
+    PerElement,  // element k's entries just before element k: earlier elements are written
+    AllFirst,    // every entry before anything is computed: a failure writes nothing
+    TermByTerm,  // the destination entry before its element, source entries before each
+                 // term: the element being summed may hold a partial sum
+};
+
+struct Expectations {
+    // Whether a generic member tests this size argument for zero.
+    std::function<bool(const std::string& size)> size_tested = [](const std::string&) { return true; };
+    // Entries of a P/PS2 array table tested before count.
+    std::function<unsigned(Call&, const std::string& role)> entries = [](Call& c, const std::string& role) {
+        return c.op(role).rows() * c.op(role).cols();
+    };
+    OlvResult count_zero = olvResultOk;
+    EntryTests single_entries = EntryTests::PerElement;
+};
+
+bool is_lu(const MemberInfo& m) {
+    const std::string f = m.family;
+    return f == "LUDecomp" || f == "LUBackSubst";
+}
+
+// The families' departures from the common order.
+struct Departure {
+    const char* behaviour;
+    bool (*applies)(const MemberInfo&);
+    void (*adjust)(Expectations&, const MemberInfo&);
+};
+
+const Departure departures[] = {
+    {"matrix products test the sizes their operand code names", is_matrix_product,
+     [](Expectations& e, const MemberInfo& m) {
+         const SizeRule& rule = size_rule(m.codes);
+         e.size_tested = [&rule](const std::string& s) {
+             for (SizeArg a : {W1, H1, W2, H2}) {
+                 Args probe;
+                 if (&size_arg(probe, a) != probe.unsigned_field(s)) continue;
+                 for (SizeArg z : rule.zero)
+                     if (z == a) return true;
+                 return rule.equal[0] == a || rule.equal[1] == a;
+             }
+             return true;
+         };
+     }},
+    {"matrix product arrays test src1Width * src2Height destination entries", is_matrix_product,
+     [](Expectations& e, const MemberInfo&) {
+         const auto common = e.entries;
+         e.entries = [common](Call& c, const std::string& role) {
+             return role == "dst" ? c.args.src1Width * c.args.src2Height : common(c, role);
+         };
+     }},
+    {"single matrix products test source entries term by term", is_matrix_product,
+     [](Expectations& e, const MemberInfo&) { e.single_entries = EntryTests::TermByTerm; }},
+    {"LU decompositions and solvers test every single-object entry before computing", is_lu,
+     [](Expectations& e, const MemberInfo&) { e.single_entries = EntryTests::AllFirst; }},
+};
+
+Expectations expectations(const MemberInfo& m) {
+    Expectations e;
+    for (const Departure& d : departures)
+        if (d.applies(m)) d.adjust(e, m);
+    return e;
+}
+
+bool is_table_layout(const std::string& l) { return l == "P" || l == "PS2"; }
+bool is_listed_layout(const std::string& l) { return l == "L" || l == "LS2"; }
+
+// A call with its memory snapshotted; the same salt gives a twin with the same values.
+Call fresh(const MemberInfo& m, unsigned count, unsigned salt = 0) {
+    Rng rng(std::hash<std::string>{}(m.name) + salt);
+    Call c = make_call(m, rng, count);
+    c.snapshot_all();
+    return c;
+}
+
+std::string what(const MemberInfo& m, const std::string& step) { return std::string(m.name) + ": " + step; }
+
+// Output elements of objects [0, done) equal the twin's, later objects are untouched, and
+// nothing outside the outputs' elements changed. Scratch buffers are not looked at.
+void expect_objects(Call& c, Call& twin, unsigned done, const std::string& why) {
+    for (const auto& o : c.info) {
+        Placed& p = c.op(o.role);
+        if (o.access == 'r') {
+            EXPECT_FALSE(p.any_changed()) << why << ": wrote into " << o.role;
+            continue;
+        }
+        if (o.access != 'w') continue;
+        EXPECT_FALSE(p.changed_outside_elements()) << why << ": wrote outside " << o.role;
+        const Placed& q = twin.op(o.role);
+        for (unsigned n = 0; n < p.count(); ++n)
+            for (unsigned i = 0; i < p.rows(); ++i)
+                for (unsigned j = 0; j < p.cols(); ++j) {
+                    if (n < done) {
+                        ASSERT_EQ(std::memcmp(p.address(n, i, j), q.address(n, i, j), p.esize), 0)
+                            << why << ": " << o.role << " object " << n << " (" << i << ", " << j << ")";
+                    } else {
+                        ASSERT_FALSE(p.element_changed(n, i, j)) << why << ": " << o.role << " object " << n;
+                    }
+                }
+    }
+}
+
+// Single objects: destination elements before `k` (row-major) equal the twin's, element
+// k may hold a partial result where `partial`, later ones are untouched.
+void expect_elements(Call& c, Call& twin, unsigned k, bool partial, const std::string& why) {
+    Placed& d = c.op("dst");
+    const Placed& q = twin.op("dst");
+    for (unsigned e = 0; e < d.rows() * d.cols(); ++e) {
+        const unsigned i = e / d.cols(), j = e % d.cols();
+        if (e < k) {
+            ASSERT_EQ(std::memcmp(d.address(0, i, j), q.address(0, i, j), d.esize), 0) << why << " element " << e;
+        } else if (e > k || !partial) {
+            ASSERT_FALSE(d.element_changed(0, i, j)) << why << " element " << e;
+        }
+    }
+    EXPECT_FALSE(d.changed_outside_elements()) << why;
+}
+
+template <class F>
+void for_each_member(F f) {
+    int checked = 0;
+    for (const auto& m : members()) {
+        f(m, expectations(m));
+        ++checked;
+    }
+    EXPECT_EQ(checked, int(members().size()));
+}
+
+void zero_sizes(Call& c) {
+    for (const auto& s : c.m->size_args()) *c.args.unsigned_field(s) = 0;
+    c.args.count = 0;
+}
+
+// Step 1: every pointer argument, tested before any size (and count).
+TEST(ValidationSweep, NullPointersComeFirst) {
+    for_each_member([](const MemberInfo& m, const Expectations&) {
+        for (const auto& o : m.operand_list()) {
+            Call c = fresh(m, 3);
+            null_base(c.args, o.role);
+            zero_sizes(c);
+            EXPECT_EQ(c.run(), olvResultNullPointer) << what(m, "null " + o.role);
+            EXPECT_TRUE(c.nothing_written()) << what(m, "null " + o.role);
+        }
+    });
+}
+
+// Step 2: each size argument, before any table entry and before count; an untested size
+// set to zero goes through to count = 0.
+TEST(ValidationSweep, ZeroSizesBeforeTableEntriesAndCount) {
+    for_each_member([](const MemberInfo& m, const Expectations& e) {
+        for (const auto& s : m.size_args()) {
+            Call c = fresh(m, 3);
+            const bool tested = e.size_tested(s);
+            *c.args.unsigned_field(s) = 0;
+            c.args.count = 0;
+            if (tested)
+                for (auto& [role, p] : c.ops)
+                    if (is_table_layout(p->layout)) p->table()[0] = nullptr;
+            const OlvResult want = tested ? olvResultBadSize : olvResultOk;
+            EXPECT_EQ(c.run(), want) << what(m, s + " = 0");
+            if (tested || is_array_member(m)) {
+                EXPECT_TRUE(c.nothing_written()) << what(m, s + " = 0");
+            }
+        }
+    });
+}
+
+// Step 3: the first and the last tested entry of each P/PS2 table fail even with count =
+// 0; the entry just past the tested ones is not looked at.
+TEST(ValidationSweep, TableEntriesBeforeCount) {
+    for_each_member([](const MemberInfo& m, const Expectations& e) {
+        if (!is_array_member(m) || !is_table_layout(m.layout)) return;
+        for (const auto& o : m.operand_list()) {
+            if (!is_table_layout(o.layout)) continue;
+            Call probe = fresh(m, 3);
+            const unsigned entries = e.entries(probe, o.role);
+            for (unsigned k : {0u, entries - 1, entries}) {
+                Call c = fresh(m, 3);
+                c.op(o.role).table()[k] = nullptr;
+                c.args.count = 0;
+                const OlvResult want = k < entries ? olvResultNullPointer : olvResultOk;
+                const std::string step = "null " + o.role + " entry " + std::to_string(k);
+                EXPECT_EQ(c.run(), want) << what(m, step);
+                EXPECT_TRUE(c.nothing_written()) << what(m, step);
+            }
+        }
+    });
+}
+
+// Step 4, with every object table's first entry null: it is never looked at.
+TEST(ValidationSweep, CountZeroWritesNothing) {
+    for_each_member([](const MemberInfo& m, const Expectations& e) {
+        if (!is_array_member(m)) return;
+        Call c = fresh(m, 3);
+        for (auto& [role, p] : c.ops)
+            if (is_listed_layout(p->layout) && p->array) p->table()[0] = nullptr;
+        c.args.count = 0;
+        EXPECT_EQ(c.run(), e.count_zero) << what(m, "count = 0");
+        EXPECT_TRUE(c.nothing_written()) << what(m, "count = 0");
+    });
+}
+
+// Step 5, object tables: a null object pointer for object 2 leaves objects 0 and 1 done.
+TEST(ValidationSweep, ObjectEntriesJustBeforeEachObject) {
+    for_each_member([](const MemberInfo& m, const Expectations&) {
+        if (!is_listed_layout(m.layout)) return;
+        Call twin = fresh(m, 4);
+        ASSERT_EQ(twin.run(), olvResultOk) << m.name;
+        for (const auto& o : m.operand_list()) {
+            if (!is_listed_layout(o.layout) || !is_array_kind(o.kind)) continue;
+            Call c = fresh(m, 4);
+            c.op(o.role).table()[2] = nullptr;
+            EXPECT_EQ(c.run(), olvResultNullPointer) << what(m, "null object 2 of " + o.role);
+            expect_objects(c, twin, 2, what(m, "null object 2 of " + o.role));
+        }
+    });
+}
+
+// Step 5, single-object tables: a null entry stops the call where the family's entry
+// tests put it. (A transposed operand's entry is tested at a mirrored index; its own
+// behaviour cases cover it.)
+TEST(ValidationSweep, SingleObjectEntriesWhileComputing) {
+    for_each_member([](const MemberInfo& m, const Expectations& e) {
+        if (is_array_member(m) || std::string(m.layout) != "P") return;
+        Call twin = fresh(m, 1);
+        ASSERT_EQ(twin.run(), olvResultOk) << m.name;
+        Rng rng(std::hash<std::string>{}(m.name));
+        for (const auto& o : m.operand_list()) {
+            if (o.layout != "P" || is_transposed_kind(o.kind)) continue;
+            Call c = fresh(m, 1);
+            Placed& p = c.op(o.role);
+            const unsigned k = static_cast<unsigned>(rng() % (p.rows() * p.cols()));
+            p.table()[k] = nullptr;
+            const std::string step = "null " + o.role + " entry " + std::to_string(k);
+            EXPECT_EQ(c.run(), olvResultNullPointer) << what(m, step);
+            if (e.single_entries == EntryTests::AllFirst) {
+                EXPECT_TRUE(c.nothing_written()) << what(m, step);
+            } else if (e.single_entries == EntryTests::PerElement || o.role == "dst") {
+                expect_elements(c, twin, k, false, what(m, step));
+            } else {  // a source entry, first read by the element in its row or column
+                const unsigned cols = c.op("dst").cols();
+                const unsigned first = o.role == "src1" ? (k / p.cols()) * cols : k % p.cols();
+                expect_elements(c, twin, first, true, what(m, step));
+            }
+        }
+    });
+}
+
+}  // namespace
+}  // namespace olvmtest
