@@ -1,4 +1,5 @@
-// Validation order and partial writes of every exported member, from one convention:
+// The calling convention of every exported member: validation order, partial writes and
+// in-place use. Validation follows one convention:
 //   1. base pointers and tables (auxiliary pointers included) are tested for null first;
 //   2. then the size arguments of generic members, for zero;
 //   3. then every entry of the P and PS2 tables of array members, before count;
@@ -269,6 +270,50 @@ TEST(ValidationSweep, SingleObjectEntriesWhileComputing) {
             }
         }
     });
+}
+
+// Members whose destination may be described exactly as one of their sources (in place)
+// and still give the result of separate buffers.
+struct InPlace {
+    const char* behaviour;
+    bool (*applies)(const MemberInfo&);
+    const char* role;  // that source; null: any source of the destination's kind
+};
+
+const InPlace in_place_rows[] = {
+    {"element-wise sums and differences read an element before writing it",
+     [](const MemberInfo& m) { return std::string(m.family) == "Add" || std::string(m.family) == "Sub"; },
+     nullptr},
+    {"LU decompositions copy the source before eliminating",
+     [](const MemberInfo& m) { return std::string(m.family) == "LUDecomp"; }, "src"},
+};
+
+TEST(CallingConvention, InPlaceGivesTheResultOfSeparateBuffers) {
+    int checked = 0;
+    for (const auto& m : members())
+        for (const InPlace& row : in_place_rows) {
+            if (!row.applies(m)) continue;
+            const auto info = m.operand_list();
+            for (const auto& o : info) {
+                if (o.role == "dst" || (row.role ? o.role != row.role : o.kind != info.back().kind)) continue;
+                Call apart = fresh(m, 3), same = fresh(m, 3);
+                ASSERT_EQ(apart.run(), olvResultOk) << m.name;
+                Placed &src = same.op(o.role), &dst = same.op("dst");
+                for (unsigned n = 0; n < src.count(); ++n)
+                    for (unsigned i = 0; i < src.rows(); ++i)
+                        for (unsigned j = 0; j < src.cols(); ++j) dst.set(n, i, j, src.get(n, i, j));
+                dst.describe(same.args, o.role);
+                ASSERT_EQ(same.run(), olvResultOk) << m.name << " in place on " << o.role;
+                const Placed& want = apart.op("dst");
+                for (unsigned n = 0; n < want.count(); ++n)
+                    for (unsigned i = 0; i < want.rows(); ++i)
+                        for (unsigned j = 0; j < want.cols(); ++j)
+                            ASSERT_TRUE(same_bits(dst.get(n, i, j), want.get(n, i, j), m.elem_size()))
+                                << m.name << " in place on " << o.role << " object " << n;
+                ++checked;
+            }
+        }
+    EXPECT_GT(checked, 1500);
 }
 
 }  // namespace
