@@ -4,6 +4,7 @@
 #include <stdexcept>
 #include <string>
 
+#include "invert_call.h"
 #include "lu_calls.h"
 #include "product_call.h"
 
@@ -56,6 +57,10 @@ Call lu(const MemberInfo& m, Rng& rng, unsigned count) {
     return c;
 }
 
+Call invert(const MemberInfo& m, Rng& rng, unsigned count) {
+    return make_invert_call(m, m.size ? unsigned(m.size) : 3, count, rng);
+}
+
 struct Factory {
     const char* family;
     Call (*make)(const MemberInfo&, Rng&, unsigned);
@@ -63,7 +68,7 @@ struct Factory {
 
 const Factory factories[] = {
     {"Add", elementwise}, {"Sub", elementwise}, {"Mul", product},
-    {"LUDecomp", lu},     {"LUBackSubst", lu},
+    {"LUDecomp", lu},     {"LUBackSubst", lu},  {"Invert", invert},
 };
 
 }  // namespace

@@ -28,6 +28,8 @@ enum class EntryTests {
     AllFirst,    // every entry before anything is computed: a failure writes nothing
     TermByTerm,  // the destination entry before its element, source entries before each
                  // term: the element being summed may hold a partial sum
+    WhileCopying,  // source entries as the source is copied into scratch: a failure writes
+                   // nothing but scratch
 };
 
 struct Expectations {
@@ -39,12 +41,18 @@ struct Expectations {
     };
     OlvResult count_zero = olvResultOk;
     EntryTests single_entries = EntryTests::PerElement;
+    // Result when every source element of one object is zero (Ok: not a failure).
+    OlvResult zero_object = olvResultOk;
+    // Whether the failing object's outputs hold partial results.
+    bool failed_object_written = false;
 };
 
 bool is_lu(const MemberInfo& m) {
     const std::string f = m.family;
     return f == "LUDecomp" || f == "LUBackSubst";
 }
+
+bool is_invert(const MemberInfo& m) { return std::string(m.family) == "Invert"; }
 
 // The families' departures from the common order.
 struct Departure {
@@ -79,6 +87,17 @@ const Departure departures[] = {
      [](Expectations& e, const MemberInfo&) { e.single_entries = EntryTests::TermByTerm; }},
     {"LU decompositions and solvers test every single-object entry before computing", is_lu,
      [](Expectations& e, const MemberInfo&) { e.single_entries = EntryTests::AllFirst; }},
+    {"fixed-size inversions test source and destination entries in pairs before any arithmetic",
+     [](const MemberInfo& m) { return is_invert(m) && m.size; },
+     [](Expectations& e, const MemberInfo&) { e.single_entries = EntryTests::AllFirst; }},
+    {"generic inversions test destination entries first, source entries while copying them",
+     [](const MemberInfo& m) { return is_invert(m) && !m.size; },
+     [](Expectations& e, const MemberInfo&) { e.single_entries = EntryTests::WhileCopying; }},
+    {"inversions fail on a singular matrix, ending an array there", is_invert,
+     [](Expectations& e, const MemberInfo&) { e.zero_object = olvResultZeroDivisor; }},
+    {"4x4 inversions leave the adjugate of a singular matrix in the destination",
+     [](const MemberInfo& m) { return is_invert(m) && m.size == 4; },
+     [](Expectations& e, const MemberInfo&) { e.failed_object_written = true; }},
 };
 
 Expectations expectations(const MemberInfo& m) {
@@ -101,9 +120,10 @@ Call fresh(const MemberInfo& m, unsigned count, unsigned salt = 0) {
 
 std::string what(const MemberInfo& m, const std::string& step) { return std::string(m.name) + ": " + step; }
 
-// Output elements of objects [0, done) equal the twin's, later objects are untouched, and
-// nothing outside the outputs' elements changed. Scratch buffers are not looked at.
-void expect_objects(Call& c, Call& twin, unsigned done, const std::string& why) {
+// Output elements of objects [0, done) equal the twin's, later objects are untouched
+// (object `done` may hold partial results where `partial`), and nothing outside the
+// outputs' elements changed. Scratch buffers are not looked at.
+void expect_objects(Call& c, Call& twin, unsigned done, const std::string& why, bool partial = false) {
     for (const auto& o : c.info) {
         Placed& p = c.op(o.role);
         if (o.access == 'r') {
@@ -119,7 +139,7 @@ void expect_objects(Call& c, Call& twin, unsigned done, const std::string& why) 
                     if (n < done) {
                         ASSERT_EQ(std::memcmp(p.address(n, i, j), q.address(n, i, j), p.esize), 0)
                             << why << ": " << o.role << " object " << n << " (" << i << ", " << j << ")";
-                    } else {
+                    } else if (n > done || !partial) {
                         ASSERT_FALSE(p.element_changed(n, i, j)) << why << ": " << o.role << " object " << n;
                     }
                 }
@@ -261,6 +281,8 @@ TEST(ValidationSweep, SingleObjectEntriesWhileComputing) {
             EXPECT_EQ(c.run(), olvResultNullPointer) << what(m, step);
             if (e.single_entries == EntryTests::AllFirst) {
                 EXPECT_TRUE(c.nothing_written()) << what(m, step);
+            } else if (e.single_entries == EntryTests::WhileCopying) {
+                expect_objects(c, twin, 0, what(m, step));
             } else if (e.single_entries == EntryTests::PerElement || o.role == "dst") {
                 expect_elements(c, twin, k, false, what(m, step));
             } else {  // a source entry, first read by the element in its row or column
@@ -269,6 +291,27 @@ TEST(ValidationSweep, SingleObjectEntriesWhileComputing) {
                 expect_elements(c, twin, first, true, what(m, step));
             }
         }
+    });
+}
+
+// A source object of all zeros (object 2 of 4, or the single object) ends the call where
+// the family fails on it: earlier objects done, later ones untouched.
+TEST(ValidationSweep, ZeroObjectEndsTheCall) {
+    for_each_member([](const MemberInfo& m, const Expectations& e) {
+        if (e.zero_object == olvResultOk) return;
+        const unsigned at = is_array_member(m) ? 2 : 0;
+        Call twin = fresh(m, 4), c = fresh(m, 4);
+        ASSERT_EQ(twin.run(), olvResultOk) << m.name;
+        for (const auto& o : c.info) {
+            if (o.access != 'r') continue;
+            Placed& p = c.op(o.role);
+            const unsigned n = p.array ? at : 0;
+            for (unsigned i = 0; i < p.rows(); ++i)
+                for (unsigned j = 0; j < p.cols(); ++j) p.set(n, i, j, 0.0);
+        }
+        c.snapshot_all();
+        EXPECT_EQ(c.run(), e.zero_object) << what(m, "zero object");
+        expect_objects(c, twin, at, what(m, "zero object"), e.failed_object_written);
     });
 }
 

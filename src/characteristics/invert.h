@@ -1,0 +1,363 @@
+// Inverse of one square matrix or of each matrix of an array.
+//
+// Two designs share the family:
+//   - generic order n: the adjugate divided by the determinant, every determinant (the
+//     matrix's and the n*n minors') found by Gaussian elimination with row pivoting in the
+//     caller's buffer: n*n elements of the working matrix, then n 32-bit row indices;
+//   - fixed orders: closed cofactor formulas for 3x3 and 4x4, a column-pivoted block
+//     inversion for 5x5 and 6x6.
+// Every design reads the source again after it has begun writing, so source and
+// destination must not overlap. Array objects are inverted in order; the first singular
+// one ends the call.
+//
+// 32f: every product and sum is formed in double from the widened elements; the working
+// matrix of the generic order is stored in single precision (each elimination update is
+// rounded), determinants and scales stay in double, and each destination element is
+// rounded once on store (4x4: the stored, rounded adjugate is what gets scaled).
+#pragma once
+
+#include <cmath>
+#include <cstddef>
+#include <utility>
+
+#include "frame/checks.h"
+#include "frame/layout.h"
+
+namespace olvm::characteristics {
+
+// Zero tests: the magnitude of an elimination pivot (generic order) and the open band
+// around zero that rejects a determinant (fixed orders).
+template <class T>
+struct Thresholds;
+template <>
+struct Thresholds<float> {
+    static constexpr double pivot = 1.1920928955078125e-07;
+    static constexpr double band = 1e-07;
+};
+template <>
+struct Thresholds<double> {
+    static constexpr double pivot = 2.220446049250313e-16;
+    static constexpr double band = 1e-15;
+};
+
+// Inside the open band (-band, band): singular. A band limit itself and a NaN pass.
+OLVM_INLINE bool in_band(double d, double band) { return -band < d && d < band; }
+
+// ---------------------------------------------------------------------------------------
+// Generic order: elimination in the working matrix
+
+// Eliminates the `order` x `order` matrix held in the working rows (row r at w + r*stride)
+// through the index vector `idx`, which it first sets to 0, 1, 2, ...; rows are never
+// moved. For each column k < order - 1 the pivot row is the first of the largest
+// magnitude (a later row must be strictly larger), an exchange of index entries negates
+// `sign`, and `pivot(p)` receives the pivot once it has passed its test. Returns false at
+// the first pivot whose magnitude is below `tiny` (equal passes, a NaN passes). Column k
+// below the pivot is left as it was.
+template <class T, class OnPivot>
+OLVM_INLINE bool eliminate(T* w, unsigned stride, unsigned* idx, unsigned order, double tiny, double& sign,
+                           OnPivot&& pivot) {
+    auto W = [&](unsigned row, unsigned col) -> T& { return w[std::size_t(row) * stride + col]; };
+    for (unsigned i = 0; i < order; ++i) idx[i] = i;
+    sign = 1.0;
+    for (unsigned k = 0; k + 1 < order; ++k) {
+        unsigned best = k;
+        T largest = std::fabs(W(idx[k], k));
+        for (unsigned j = k + 1; j < order; ++j) {
+            const T m = std::fabs(W(idx[j], k));
+            if (m > largest) {
+                largest = m;
+                best = j;
+            }
+        }
+        if (best != k) {
+            std::swap(idx[k], idx[best]);
+            sign = -sign;
+        }
+        const double p = static_cast<double>(W(idx[k], k));
+        if (tiny > std::fabs(p)) return false;
+        for (unsigned j = k + 1; j < order; ++j) {
+            const double minus_f = -(static_cast<double>(W(idx[j], k)) / p);
+            for (unsigned c = k + 1; c < order; ++c)
+                W(idx[j], c) = static_cast<T>(static_cast<double>(W(idx[j], c)) +
+                                              minus_f * static_cast<double>(W(idx[k], c)));
+        }
+        pivot(p);
+    }
+    return true;
+}
+
+// The last pivot of an eliminated matrix fails on equality too (unlike the earlier ones).
+OLVM_INLINE bool last_pivot_fails(double q, double tiny) { return std::fabs(q) <= tiny; }
+
+// Determinant of the eliminated order-`order` matrix in the working rows: the product of
+// the pivots, times (last pivot * sign). False when a pivot fails its test.
+template <class T>
+OLVM_INLINE bool eliminated_det(T* w, unsigned stride, unsigned* idx, unsigned order, double& det) {
+    const double tiny = Thresholds<T>::pivot;
+    double product = 1.0, sign = 1.0;
+    if (!eliminate(w, stride, idx, order, tiny, sign, [&](double p) { product = product * p; })) return false;
+    const double q = static_cast<double>(w[std::size_t(idx[order - 1]) * stride + order - 1]);
+    if (last_pivot_fails(q, tiny)) return false;
+    det = product * (q * sign);
+    return true;
+}
+
+// Object `obj` of the generic order n, with `w` the working matrix and `idx` its index
+// vector. `CheckEntries`: a single P source tests each table entry as it is copied.
+template <bool CheckEntries, class Src, class Dst>
+OLVM_INLINE OlvResult invert_generic_object(const Src& src, unsigned obj, unsigned n,
+                                            typename Dst::Value* w, unsigned* idx, const Dst& dst) {
+    using T = typename Dst::Value;
+    for (unsigned i = 0; i < n; ++i)
+        for (unsigned j = 0; j < n; ++j) {
+            if constexpr (CheckEntries) {
+                if (frame::entry_null(src, i * n + j)) return olvResultNullPointer;
+            }
+            w[std::size_t(i) * n + j] = *src.at(obj, i, j, n);
+        }
+    double det = 0.0;
+    if (!eliminated_det(w, n, idx, n, det)) return olvResultZeroDivisor;
+    const double inv_det = 1.0 / det;
+
+    // Cofactors of source row i fill destination column i. Each minor is built from the
+    // source into the first n-1 columns of the working rows; a singular minor counts as 0.
+    // Order 1 has an empty minor, taken as 1, so its inverse is 1/a.
+    for (unsigned i = 0; i < n; ++i)
+        for (unsigned j = 0; j < n; ++j) {
+            double minor = 1.0;
+            if (n > 1) {
+                for (unsigned r = 0; r + 1 < n; ++r)
+                    for (unsigned c = 0; c + 1 < n; ++c)
+                        w[std::size_t(r) * n + c] = *src.at(obj, r < i ? r : r + 1, c < j ? c : c + 1, n);
+                if (!eliminated_det(w, n, idx, n - 1, minor)) minor = 0.0;
+            }
+            const double s = (i + j) % 2 ? -1.0 : 1.0;
+            *dst.at(obj, j, i, n) = static_cast<T>((minor * inv_det) * s);
+        }
+    return olvResultOk;
+}
+
+// Generic order: `buffer` holds size*size elements followed by size 32-bit row indices.
+template <class Mode, class Src, class Dst>
+OLVM_INLINE OlvResult invert(Mode mode, unsigned size, Src src, typename Dst::Value* buffer, Dst dst) {
+    if (frame::any_null(src, dst) || buffer == nullptr) return olvResultNullPointer;
+    if (size == 0) return olvResultBadSize;
+    const unsigned entries = size * size;
+    if constexpr (Mode::array) {
+        if (frame::tables_null(entries, src, dst)) return olvResultNullPointer;
+        if (mode.count == 0) return olvResultOk;
+    } else {
+        // A single P destination has all its entries tested before anything is read; the
+        // source entries are tested one by one while the source is copied.
+        if (frame::table_null(dst, entries)) return olvResultNullPointer;
+    }
+    unsigned* idx = reinterpret_cast<unsigned*>(buffer + entries);
+    for (unsigned n = 0; n < mode.count; ++n) {
+        if (frame::objects_null(n, src, dst)) return olvResultNullPointer;
+        const OlvResult r = invert_generic_object<!Mode::array>(src, n, size, buffer, idx, dst);
+        if (r != olvResultOk) return r;
+    }
+    return olvResultOk;
+}
+
+// ---------------------------------------------------------------------------------------
+// Fixed orders
+
+// A 3x3 determinant expanded along its first column, from any element accessor.
+template <class B>
+OLVM_INLINE double det3_first_column(B b) {
+    return b(0, 0) * (b(1, 1) * b(2, 2) - b(1, 2) * b(2, 1)) - b(1, 0) * (b(0, 1) * b(2, 2) - b(0, 2) * b(2, 1)) +
+           b(2, 0) * (b(0, 1) * b(1, 2) - b(0, 2) * b(1, 1));
+}
+
+// 3x3: the determinant, the band test, then the destination row by row, reading the
+// source again for each element.
+template <class Src, class Dst>
+OLVM_INLINE OlvResult invert3(const Src& src, unsigned n, const Dst& dst) {
+    using T = typename Dst::Value;
+    auto a = [&](unsigned i, unsigned j) { return static_cast<double>(*src.at(n, i, j, 3u)); };
+    const double d = a(0, 0) * (a(1, 1) * a(2, 2) - a(1, 2) * a(2, 1)) +
+                     (a(1, 2) * a(2, 0) - a(2, 2) * a(1, 0)) * a(0, 1) +
+                     (a(1, 0) * a(2, 1) - a(1, 1) * a(2, 0)) * a(0, 2);
+    if (in_band(d, Thresholds<T>::band)) return olvResultZeroDivisor;
+    const double r = 1.0 / d;
+    auto put = [&](unsigned i, unsigned j, double v) { *dst.at(n, i, j, 3u) = static_cast<T>(v * r); };
+    put(0, 0, a(1, 1) * a(2, 2) - a(1, 2) * a(2, 1));
+    put(0, 1, a(0, 2) * a(2, 1) - a(0, 1) * a(2, 2));
+    put(0, 2, a(0, 1) * a(1, 2) - a(0, 2) * a(1, 1));
+    put(1, 0, a(1, 2) * a(2, 0) - a(1, 0) * a(2, 2));
+    put(1, 1, a(0, 0) * a(2, 2) - a(0, 2) * a(2, 0));
+    put(1, 2, a(0, 2) * a(1, 0) - a(0, 0) * a(1, 2));
+    put(2, 0, a(1, 0) * a(2, 1) - a(1, 1) * a(2, 0));
+    put(2, 1, a(0, 1) * a(2, 0) - a(0, 0) * a(2, 1));
+    put(2, 2, a(0, 0) * a(1, 1) - a(0, 1) * a(1, 0));
+    return olvResultOk;
+}
+
+// 4x4: the adjugate goes straight into the destination (and stays there when the
+// determinant fails the band test); the determinant is formed from its stored, rounded
+// first row, and every element is then read back and scaled.
+template <class Src, class Dst>
+OLVM_INLINE OlvResult invert4(const Src& src, unsigned n, const Dst& dst) {
+    using T = typename Dst::Value;
+    auto a = [&](unsigned i, unsigned j) { return static_cast<double>(*src.at(n, i, j, 4u)); };
+    auto D = [&](unsigned i, unsigned j) { return dst.at(n, i, j, 4u); };
+    for (unsigned r = 0; r < 4; ++r)
+        for (unsigned c = 0; c < 4; ++c) {
+            // Cofactor of source element (c, r): the minor without row c and column r.
+            const double minor = det3_first_column(
+                [&](unsigned x, unsigned y) { return a(x < c ? x : x + 1, y < r ? y : y + 1); });
+            *D(r, c) = static_cast<T>((r + c) % 2 ? -minor : minor);
+        }
+    auto adj = [&](unsigned j) { return static_cast<double>(*D(0, j)); };
+    const double d = a(1, 0) * adj(1) + a(2, 0) * adj(2) + a(3, 0) * adj(3) + a(0, 0) * adj(0);
+    if (in_band(d, Thresholds<T>::band)) return olvResultZeroDivisor;
+    const double r = 1.0 / d;
+    for (unsigned i = 0; i < 4; ++i)
+        for (unsigned j = 0; j < 4; ++j) *D(i, j) = static_cast<T>(static_cast<double>(*D(i, j)) * r);
+    return olvResultOk;
+}
+
+// 5x5 (leading block K = 2) and 6x6 (K = 3): with the columns reordered by pivoting,
+// A P = [B B'; C D], inv(A P) = [B^-1 + E S^-1 F, -E S^-1; -S^-1 F, S^-1] where
+// E = B^-1 B', F = C B^-1 and S = D - C E is the 3x3 Schur complement. Row i of inv(A P)
+// is row col[i] of inv(A). Everything is computed in double before the first write.
+template <unsigned N, class Src, class Dst>
+OLVM_INLINE OlvResult invert_blocks(const Src& src, unsigned n, const Dst& dst) {
+    using T = typename Dst::Value;
+    constexpr unsigned K = N - 3, M = 3;
+    constexpr double band = Thresholds<T>::band;
+    double a[N][N];
+    for (unsigned i = 0; i < N; ++i)
+        for (unsigned j = 0; j < N; ++j) a[i][j] = static_cast<double>(*src.at(n, i, j, N));
+
+    // Pivot columns: position p takes the remaining column that maximises the magnitude
+    // of the leading p+1 order determinant over rows 0..p; a later candidate must be
+    // strictly larger.
+    unsigned col[N];
+    for (unsigned j = 0; j < N; ++j) col[j] = j;
+    auto lead_det = [&](unsigned order, unsigned last) {
+        auto b = [&](unsigned x, unsigned y) { return a[x][y + 1 < order ? col[y] : last]; };
+        if (order == 1) return b(0, 0);
+        if (order == 2) return b(0, 0) * b(1, 1) - b(1, 0) * b(0, 1);
+        return det3_first_column(b);
+    };
+    for (unsigned p = 0; p < K; ++p) {
+        unsigned best = p;
+        double largest = std::fabs(lead_det(p + 1, col[p]));
+        for (unsigned j = p + 1; j < N; ++j) {
+            const double m = std::fabs(lead_det(p + 1, col[j]));
+            if (m > largest) {
+                largest = m;
+                best = j;
+            }
+        }
+        std::swap(col[p], col[best]);
+    }
+
+    // Leading block and its inverse by cofactors.
+    double B[K][K], Bi[K][K];
+    for (unsigned i = 0; i < K; ++i)
+        for (unsigned j = 0; j < K; ++j) B[i][j] = a[i][col[j]];
+    const double det_b = lead_det(K, col[K - 1]);
+    if (in_band(det_b, band)) return olvResultZeroDivisor;
+    const double rb = 1.0 / det_b;
+    if constexpr (K == 2) {
+        Bi[0][0] = B[1][1] * rb;
+        Bi[0][1] = -B[0][1] * rb;
+        Bi[1][0] = -B[1][0] * rb;
+        Bi[1][1] = B[0][0] * rb;
+    } else {
+        for (unsigned i = 0; i < 3; ++i)
+            for (unsigned j = 0; j < 3; ++j) {
+                const unsigned r0 = (j + 1) % 3, r1 = (j + 2) % 3, c0 = (i + 1) % 3, c1 = (i + 2) % 3;
+                Bi[i][j] = (B[r0][c0] * B[r1][c1] - B[r0][c1] * B[r1][c0]) * rb;
+            }
+    }
+
+    // E = B^-1 B' (K x 3), F = C B^-1 (3 x K), S = D - C E.
+    double E[K][M], F[M][K], S[M][M];
+    for (unsigned i = 0; i < K; ++i)
+        for (unsigned j = 0; j < M; ++j) {
+            double s = 0.0;
+            for (unsigned k = 0; k < K; ++k) s += Bi[i][k] * a[k][col[K + j]];
+            E[i][j] = s;
+        }
+    for (unsigned i = 0; i < M; ++i)
+        for (unsigned j = 0; j < K; ++j) {
+            double s = 0.0;
+            for (unsigned k = 0; k < K; ++k) s += a[K + i][col[k]] * Bi[k][j];
+            F[i][j] = s;
+        }
+    for (unsigned i = 0; i < M; ++i)
+        for (unsigned j = 0; j < M; ++j) {
+            double s = a[K + i][col[K + j]];
+            for (unsigned k = 0; k < K; ++k) s -= a[K + i][col[k]] * E[k][j];
+            S[i][j] = s;
+        }
+    const double det_s = det3_first_column([&](unsigned x, unsigned y) { return S[x][y]; });
+    if (in_band(det_s, band)) return olvResultZeroDivisor;
+    const double rs = 1.0 / det_s;
+    double Si[M][M];
+    for (unsigned i = 0; i < 3; ++i)
+        for (unsigned j = 0; j < 3; ++j) {
+            const unsigned r0 = (j + 1) % 3, r1 = (j + 2) % 3, c0 = (i + 1) % 3, c1 = (i + 2) % 3;
+            Si[i][j] = (S[r0][c0] * S[r1][c1] - S[r0][c1] * S[r1][c0]) * rs;
+        }
+
+    // The four blocks: X = [Bi + G F, -G; -Si F, Si] with G = E Si.
+    double X[N][N], G[K][M];
+    for (unsigned i = 0; i < K; ++i)
+        for (unsigned j = 0; j < M; ++j) {
+            double s = 0.0;
+            for (unsigned k = 0; k < M; ++k) s += E[i][k] * Si[k][j];
+            G[i][j] = s;
+            X[i][K + j] = -s;
+        }
+    for (unsigned i = 0; i < K; ++i)
+        for (unsigned j = 0; j < K; ++j) {
+            double s = Bi[i][j];
+            for (unsigned k = 0; k < M; ++k) s += G[i][k] * F[k][j];
+            X[i][j] = s;
+        }
+    for (unsigned i = 0; i < M; ++i) {
+        for (unsigned j = 0; j < K; ++j) {
+            double s = 0.0;
+            for (unsigned k = 0; k < M; ++k) s += Si[i][k] * F[k][j];
+            X[K + i][j] = -s;
+        }
+        for (unsigned j = 0; j < M; ++j) X[K + i][K + j] = Si[i][j];
+    }
+    for (unsigned i = 0; i < N; ++i)
+        for (unsigned j = 0; j < N; ++j) *dst.at(n, col[i], j, N) = static_cast<T>(X[i][j]);
+    return olvResultOk;
+}
+
+template <unsigned N, class Src, class Dst>
+OLVM_INLINE OlvResult invert_fixed_object(const Src& src, unsigned n, const Dst& dst) {
+    if constexpr (N == 3) return invert3(src, n, dst);
+    else if constexpr (N == 4) return invert4(src, n, dst);
+    else return invert_blocks<N>(src, n, dst);
+}
+
+// Fixed order N: no size, no buffer.
+template <unsigned N, class Mode, class Src, class Dst>
+OLVM_INLINE OlvResult invert(Mode mode, Src src, Dst dst) {
+    if (frame::any_null(src, dst)) return olvResultNullPointer;
+    if constexpr (Mode::array) {
+        if (frame::tables_null(N * N, src, dst)) return olvResultNullPointer;
+        if (mode.count == 0) return olvResultOk;
+    } else {
+        // A single P matrix: source and destination entries in pairs, before any arithmetic.
+        for (unsigned k = 0; k < N * N; ++k)
+            if (frame::entry_null(src, k) || frame::entry_null(dst, k)) return olvResultNullPointer;
+    }
+    for (unsigned n = 0; n < mode.count; ++n) {
+        if (frame::objects_null(n, src, dst)) return olvResultNullPointer;
+        const OlvResult r = invert_fixed_object<N>(src, n, dst);
+        if (r != olvResultOk) return r;
+    }
+    return olvResultOk;
+}
+
+}  // namespace olvm::characteristics
