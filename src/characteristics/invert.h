@@ -6,8 +6,8 @@
 //     caller's buffer: n*n elements of the working matrix, then n 32-bit row indices;
 //   - fixed orders: closed cofactor formulas for 3x3 and 4x4, a column-pivoted block
 //     inversion for 5x5 and 6x6.
-// Every design reads the source again after it has begun writing, so source and
-// destination must not overlap. Array objects are inverted in order; the first singular
+// The generic, 3x3 and 4x4 designs read the source again after they have begun writing,
+// so source and destination must not overlap. Array objects are inverted in order; the first singular
 // one ends the call.
 //
 // 32f: every product and sum is formed in double from the widened elements; the working
