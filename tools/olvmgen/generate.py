@@ -7,7 +7,8 @@ Outputs (all under --out, rewritten only when their content changes):
     olvm.map              linker version script exporting exactly the catalogue's names
     exports.txt           one exported name per line, sorted
     members.tsv           name, argument words on 32-bit x86, argument names
-    src/<group>_<op>_<type>.cpp   the exported definitions, one file per family and type
+    src/<kernel>_<op>_<type>.cpp  the exported definitions, one file per kernel header,
+                                  family and type
     tests/members.inc     test table: metadata and a typed thunk per member
     tests/args.inc        the fields of the test harness's argument record
 """
@@ -126,6 +127,13 @@ def args_record(members):
     return "\n".join(out) + "\n"
 
 
+def _source_name(header_name, family, type_):
+    """One definition file per kernel header, family and type (a family such as Mul may be
+    built on several kernel headers)."""
+    kernel = os.path.splitext(os.path.basename(header_name))[0]
+    return f"{kernel}_{family.lower()}_{type_}.cpp"
+
+
 def main():
     ap = argparse.ArgumentParser()
     ap.add_argument("--template", required=True)
@@ -154,15 +162,14 @@ def main():
     for m in members:
         groups.setdefault((m.header, m.family, m.type), []).append(m)
     for (header_name, family, type_), ms in groups.items():
-        group_name = header_name.split("/")[0]
-        path = os.path.join(out, "src", f"{group_name}_{family.lower()}_{type_}.cpp")
+        path = os.path.join(out, "src", _source_name(header_name, family, type_))
         write_if_changed(path, definitions(ms, header_name))
 
     write_if_changed(os.path.join(out, "tests", "members.inc"), test_table(members))
     write_if_changed(os.path.join(out, "tests", "args.inc"), args_record(members))
 
     # The list of definition files, for the build system.
-    files = sorted(f"src/{h.split('/')[0]}_{f.lower()}_{t}.cpp" for (h, f, t) in groups)
+    files = sorted("src/" + _source_name(h, f, t) for (h, f, t) in groups)
     write_if_changed(os.path.join(out, "sources.txt"), "\n".join(files) + "\n")
 
 

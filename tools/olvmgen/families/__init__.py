@@ -2,12 +2,15 @@
 
 Adding a family means adding its module here and writing its kernel once.
 """
-from . import decomp, elementwise, products
+from . import decomp, elementwise, matvec, products
 
 # (name of the generated translation-unit group, member generator, kernel header)
 FAMILIES = [
     ("elementwise", elementwise.members, "elementwise/combine.h"),
     ("products", products.members, "products/matmul.h"),
+    ("products", matvec.matrix_vector_members, "products/matvec.h"),
+    ("products", matvec.constant_members, "products/scale.h"),
+    ("products", matvec.gaxpy_members, "products/gaxpy.h"),
     ("decomp", decomp.lu_decomp_members, "decomp/lu.h"),
     ("decomp", decomp.lu_back_subst_members, "decomp/lu_solve.h"),
 ]
