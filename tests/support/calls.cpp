@@ -5,6 +5,7 @@
 #include <string>
 
 #include "lu_calls.h"
+#include "matvec_calls.h"
 #include "product_call.h"
 
 namespace olvmtest {
@@ -24,9 +25,13 @@ Call elementwise(const MemberInfo& m, Rng& rng, unsigned count) {
     return make_elementwise_call(m, w, h, count, rng);
 }
 
+// Mul: matrix-matrix members, or those with a vector or a constant.
 Call product(const MemberInfo& m, Rng& rng, unsigned count) {
+    if (!is_matrix_product(m)) return make_matvec_call(m, rng, count);
     return make_product_call(m, default_sizes(m, 2, 3, 4), count, rng);
 }
+
+Call gaxpy(const MemberInfo& m, Rng& rng, unsigned count) { return make_gaxpy_call(m, rng, count); }
 
 // The LU calls keep their operands by role like every other call; the decomposition's
 // destination table may point into further memory for its displaced last-pivot test.
@@ -62,7 +67,7 @@ struct Factory {
 };
 
 const Factory factories[] = {
-    {"Add", elementwise}, {"Sub", elementwise}, {"Mul", product},
+    {"Add", elementwise}, {"Sub", elementwise}, {"Mul", product}, {"Gaxpy", gaxpy},
     {"LUDecomp", lu},     {"LUBackSubst", lu},
 };
 

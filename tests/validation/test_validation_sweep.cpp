@@ -17,6 +17,7 @@
 #include <string>
 
 #include "calls.h"
+#include "matvec_calls.h"
 #include "product_call.h"
 
 namespace olvmtest {
@@ -39,7 +40,21 @@ struct Expectations {
     };
     OlvResult count_zero = olvResultOk;
     EntryTests single_entries = EntryTests::PerElement;
+    // TermByTerm: the first destination element (row-major) that reads entry k of source
+    // `role` (it may hold a partial sum), and the roles tested with the destination entry,
+    // before the element is zeroed. By default those of a matrix-matrix product.
+    std::function<unsigned(Call&, const std::string& role, unsigned k)> first_reader =
+        [](Call& c, const std::string& role, unsigned k) {
+            const unsigned cols = c.op(role).cols();
+            return role == "src1" ? (k / cols) * c.op("dst").cols() : k % cols;
+        };
+    std::function<bool(const std::string& role)> tested_with_dst = [](const std::string& role) {
+        return role == "dst";
+    };
 };
+
+bool is_gaxpy(const MemberInfo& m) { return std::string(m.family) == "Gaxpy"; }
+bool sums_with_vector(const MemberInfo& m) { return is_vector_product(m) || is_gaxpy(m); }
 
 bool is_lu(const MemberInfo& m) {
     const std::string f = m.family;
@@ -77,6 +92,19 @@ const Departure departures[] = {
      }},
     {"single matrix products test source entries term by term", is_matrix_product,
      [](Expectations& e, const MemberInfo&) { e.single_entries = EntryTests::TermByTerm; }},
+    {"matrix-vector products and Gaxpy test the destination entry before each element and "
+     "A's and x's entries before each term: an entry of row i of A is first read by y(i), "
+     "every entry of x by y(0)", sums_with_vector,
+     [](Expectations& e, const MemberInfo&) {
+         e.single_entries = EntryTests::TermByTerm;
+         e.first_reader = [](Call& c, const std::string& role, unsigned k) {
+             return role == "src1" ? k / c.op(role).cols() : 0u;
+         };
+     }},
+    {"Gaxpy tests y(i)'s entry just before dst(i)'s, before the element is zeroed", is_gaxpy,
+     [](Expectations& e, const MemberInfo&) {
+         e.tested_with_dst = [](const std::string& role) { return role == "dst" || role == "src3"; };
+     }},
     {"LU decompositions and solvers test every single-object entry before computing", is_lu,
      [](Expectations& e, const MemberInfo&) { e.single_entries = EntryTests::AllFirst; }},
 };
@@ -261,12 +289,10 @@ TEST(ValidationSweep, SingleObjectEntriesWhileComputing) {
             EXPECT_EQ(c.run(), olvResultNullPointer) << what(m, step);
             if (e.single_entries == EntryTests::AllFirst) {
                 EXPECT_TRUE(c.nothing_written()) << what(m, step);
-            } else if (e.single_entries == EntryTests::PerElement || o.role == "dst") {
+            } else if (e.single_entries == EntryTests::PerElement || e.tested_with_dst(o.role)) {
                 expect_elements(c, twin, k, false, what(m, step));
-            } else {  // a source entry, first read by the element in its row or column
-                const unsigned cols = c.op("dst").cols();
-                const unsigned first = o.role == "src1" ? (k / p.cols()) * cols : k % p.cols();
-                expect_elements(c, twin, first, true, what(m, step));
+            } else {  // a source entry, first read by the element summing its term
+                expect_elements(c, twin, e.first_reader(c, o.role, k), true, what(m, step));
             }
         }
     });
@@ -284,6 +310,11 @@ const InPlace in_place_rows[] = {
     {"element-wise sums and differences read an element before writing it",
      [](const MemberInfo& m) { return std::string(m.family) == "Add" || std::string(m.family) == "Sub"; },
      nullptr},
+    {"untransposed constant products read an element before writing it",
+     [](const MemberInfo& m) {
+         return is_constant_product(m) && std::string(m.codes).find('T') == std::string::npos;
+     },
+     "src"},
     {"LU decompositions copy the source before eliminating",
      [](const MemberInfo& m) { return std::string(m.family) == "LUDecomp"; }, "src"},
 };
