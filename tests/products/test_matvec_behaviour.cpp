@@ -6,6 +6,7 @@
 #include <cmath>
 #include <functional>
 #include <string>
+#include <vector>
 
 #include "matvec_calls.h"
 #include "product_call.h"
