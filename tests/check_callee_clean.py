@@ -144,14 +144,20 @@ def check_elf(opts, words, expected, report):
             pops[current].append(int(m.group(1) or "0", 16))
     # A name chosen by the loader (an indirect function, as target_clones makes) is checked
     # in each of its paths, name.<path>; its resolver is an ordinary function.
-    ifuncs = {line.split()[2] for line in run(opts.nm, "-D", "--defined-only", opts.library).splitlines()
-              if len(line.split()) == 3 and line.split()[1] == "i"}
+    dynamic = [line.split() for line in run(opts.nm, "-D", "--defined-only", opts.library).splitlines()]
+    ifuncs = {d[2] for d in dynamic if len(d) == 3 and d[1] == "i"}
+    # A name exported a second time for the same routine shares its address; the
+    # disassembly labels the routine with one of its names.
+    address = {d[2]: d[0] for d in dynamic if len(d) == 3}
+    labelled = {address[f]: f for f in pops if f in address}
     bodies = {}
     for n in expected:
         if n in ifuncs:
             bodies[n] = [f for f in pops if f.startswith(n + ".") and not f.endswith(".resolver")]
         elif n in pops:
             bodies[n] = [n]
+        elif address.get(n) in labelled:
+            bodies[n] = [labelled[address[n]]]
     missing = sorted(set(expected) - {n for n, fs in bodies.items() if fs})
     wrong = [f"{f}: pops {sorted(set(pops[f]))} bytes, catalogue says {words[n]} words"
              for n in sorted(bodies) for f in bodies[n] if set(pops[f]) != {4 * words[n]}]

@@ -5,6 +5,7 @@
 #include <string>
 
 #include "lu_calls.h"
+#include "movement_call.h"
 #include "product_call.h"
 
 namespace olvmtest {
@@ -64,6 +65,8 @@ struct Factory {
 const Factory factories[] = {
     {"Add", elementwise}, {"Sub", elementwise}, {"Mul", product},
     {"LUDecomp", lu},     {"LUBackSubst", lu},
+    {"Copy", make_movement_call}, {"Extract", make_movement_call},
+    {"LoadIdentity", make_movement_call}, {"Transpose", make_movement_call},
 };
 
 }  // namespace

@@ -2,11 +2,15 @@
 
 Adding a family means adding its module here and writing its kernel once.
 """
-from . import decomp, elementwise, products
+from . import decomp, elementwise, movement, products
 
 # (name of the generated translation-unit group, member generator, kernel header)
 FAMILIES = [
     ("elementwise", elementwise.members, "elementwise/combine.h"),
+    ("elementwise", movement.copy_members, "elementwise/move.h"),
+    ("elementwise", movement.extract_members, "elementwise/move.h"),
+    ("elementwise", movement.load_identity_members, "elementwise/move.h"),
+    ("elementwise", movement.transpose_members, "elementwise/transpose.h"),
     ("products", products.members, "products/matmul.h"),
     ("decomp", decomp.lu_decomp_members, "decomp/lu.h"),
     ("decomp", decomp.lu_back_subst_members, "decomp/lu_solve.h"),
