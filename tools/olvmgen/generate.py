@@ -6,7 +6,8 @@ Outputs (all under --out, rewritten only when their content changes):
     include/olvm.h        the public header: types from the template, every declaration
     olvm.map              linker version script exporting exactly the catalogue's names
     exports.txt           one exported name per line, sorted
-    members.tsv           name, argument words on 32-bit x86, argument names
+    members.tsv           name, argument words on 32-bit x86, argument names, and the
+                          member whose routine the name also exports (if any)
     src/<group>_<op>_<type>.cpp   the exported definitions, one file per family and type
     tests/members.inc     test table: metadata and a typed thunk per member
     tests/args.inc        the fields of the test harness's argument record
@@ -177,8 +178,9 @@ def main():
     write_if_changed(os.path.join(out, "olvm.map"),
                      "{\n  global:\n" + "".join(f"    {n};\n" for n in exported)
                      + "  local:\n    *;\n};\n")
-    rows = [f"{VERSION_FUNCTION}\t0\t"] + [
-        f"{m.name}\t{m.words}\t{','.join(a.name for a in m.args)}" for m in members]
+    rows = [f"{VERSION_FUNCTION}\t0\t\t"] + [
+        f"{m.name}\t{m.words}\t{','.join(a.name for a in m.args)}\t{m.alias_of or ''}"
+        for m in members]
     write_if_changed(os.path.join(out, "members.tsv"), "\n".join(rows) + "\n")
 
     groups = collections.OrderedDict()
