@@ -6,6 +6,7 @@
 
 #include "lu_calls.h"
 #include "matvec_calls.h"
+#include "movement_call.h"
 #include "product_call.h"
 
 namespace olvmtest {
@@ -69,6 +70,8 @@ struct Factory {
 const Factory factories[] = {
     {"Add", elementwise}, {"Sub", elementwise}, {"Mul", product}, {"Gaxpy", gaxpy},
     {"LUDecomp", lu},     {"LUBackSubst", lu},
+    {"Copy", make_movement_call}, {"Extract", make_movement_call},
+    {"LoadIdentity", make_movement_call}, {"Transpose", make_movement_call},
 };
 
 }  // namespace

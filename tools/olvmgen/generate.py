@@ -6,7 +6,8 @@ Outputs (all under --out, rewritten only when their content changes):
     include/olvm.h        the public header: types from the template, every declaration
     olvm.map              linker version script exporting exactly the catalogue's names
     exports.txt           one exported name per line, sorted
-    members.tsv           name, argument words on 32-bit x86, argument names
+    members.tsv           name, argument words on 32-bit x86, argument names, and the
+                          member whose routine the name also exports (if any)
     src/<kernel>_<op>_<type>.cpp  the exported definitions, one file per kernel header,
                                   family and type
     tests/members.inc     test table: metadata and a typed thunk per member
@@ -59,12 +60,40 @@ def header(template, members):
     return text.replace(marker, "\n".join(decls).lstrip("\n"))
 
 
+# A second name for a routine is the same function at the same address. The target is
+# named by its symbol, which on Windows carries the callee-clean argument size.
+ALIAS_MACRO = """#if defined(_WIN32)
+#define OLVM_SAME_ROUTINE_AS(target, bytes) __attribute__((alias(#target "@" #bytes)))
+#else
+#define OLVM_SAME_ROUTINE_AS(target, bytes) __attribute__((alias(#target)))
+#endif
+"""
+
+
 def definitions(members, header_name):
     out = ["// Generated from the primitive catalogue; do not edit.",
            '#include "olvm.h"', f'#include "{header_name}"', ""]
+    if any(m.alias_of for m in members):
+        out.append(ALIAS_MACRO)
     for m in members:
-        out.append(f"OLVM_API {prototype(m)}\n{{\n    {m.body}\n}}\n")
+        if m.alias_of:
+            out.append(f"OLVM_API {prototype(m)}\n    OLVM_SAME_ROUTINE_AS({m.alias_of}, "
+                       f"{4 * m.words});\n")
+        else:
+            out.append(f"OLVM_API {prototype(m)}\n{{\n    {m.body}\n}}\n")
     return "\n".join(out)
+
+
+def check_aliases(members):
+    """An alias names a member of the same family and type with the same C signature."""
+    by_name = {m.name: m for m in members}
+    for m in members:
+        if not m.alias_of:
+            continue
+        t = by_name.get(m.alias_of)
+        if t is None or t.alias_of or (t.family, t.type) != (m.family, m.type) \
+                or [a.ctype for a in t.args] != [a.ctype for a in m.args]:
+            raise SystemExit(f"{m.name}: bad alias of {m.alias_of}")
 
 
 def test_table(members):
@@ -83,7 +112,7 @@ def test_table(members):
         call = f"reinterpret_cast<decltype(&{m.name})>(fn)({', '.join(casts)})"
         names = ",".join(a.name for a in m.args)
         out.append(f'OLVM_MEMBER("{m.name}", "{m.family}", "{m.codes}", "{m.type}", {size}, '
-                   f'"{m.layout}", "{ops}", "{names}", {call})')
+                   f'"{m.layout}", "{ops}", "{names}", "{m.alias_of or ""}", {call})')
     return "\n".join(out) + "\n"
 
 
@@ -98,7 +127,9 @@ def args_record(members):
                 fields[a.name] = t
             elif a.ctype in ("Olv32f", "Olv64f"):
                 fields[a.name] = "double"
-            else:
+            elif fields.get(a.name) != "unsigned int":
+                # A size that is signed in one family and unsigned in others is held
+                # unsigned; the thunks convert it to each member's own type.
                 fields[a.name] = a.ctype
     out = ["// Generated from the primitive catalogue; do not edit."]
     for name in sorted(fields):
@@ -145,6 +176,7 @@ def main():
     dupes = [n for n, c in collections.Counter(names).items() if c > 1]
     if dupes:
         raise SystemExit(f"duplicate primitive names: {dupes[:5]}")
+    check_aliases(members)
 
     out = opts.out
     write_if_changed(os.path.join(out, "include", "olvm.h"), header(opts.template, members))
@@ -154,8 +186,9 @@ def main():
     write_if_changed(os.path.join(out, "olvm.map"),
                      "{\n  global:\n" + "".join(f"    {n};\n" for n in exported)
                      + "  local:\n    *;\n};\n")
-    rows = [f"{VERSION_FUNCTION}\t0\t"] + [
-        f"{m.name}\t{m.words}\t{','.join(a.name for a in m.args)}" for m in members]
+    rows = [f"{VERSION_FUNCTION}\t0\t\t"] + [
+        f"{m.name}\t{m.words}\t{','.join(a.name for a in m.args)}\t{m.alias_of or ''}"
+        for m in members]
     write_if_changed(os.path.join(out, "members.tsv"), "\n".join(rows) + "\n")
 
     groups = collections.OrderedDict()
