@@ -2,12 +2,19 @@
 
 Adding a family means adding its module here and writing its kernel once.
 """
-from . import decomp, elementwise, invert, products
+from . import decomp, elementwise, invert, matvec, movement, products
 
 # (name of the generated translation-unit group, member generator, kernel header)
 FAMILIES = [
     ("elementwise", elementwise.members, "elementwise/combine.h"),
+    ("elementwise", movement.copy_members, "elementwise/move.h"),
+    ("elementwise", movement.extract_members, "elementwise/move.h"),
+    ("elementwise", movement.load_identity_members, "elementwise/move.h"),
+    ("elementwise", movement.transpose_members, "elementwise/transpose.h"),
     ("products", products.members, "products/matmul.h"),
+    ("products", matvec.matrix_vector_members, "products/matvec.h"),
+    ("products", matvec.constant_members, "products/scale.h"),
+    ("products", matvec.gaxpy_members, "products/gaxpy.h"),
     ("decomp", decomp.lu_decomp_members, "decomp/lu.h"),
     ("decomp", decomp.lu_back_subst_members, "decomp/lu_solve.h"),
     ("characteristics", invert.members, "characteristics/invert.h"),
