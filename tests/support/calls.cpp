@@ -6,6 +6,7 @@
 
 #include "lu_calls.h"
 #include "product_call.h"
+#include "vector_call.h"
 
 namespace olvmtest {
 
@@ -56,6 +57,8 @@ Call lu(const MemberInfo& m, Rng& rng, unsigned count) {
     return c;
 }
 
+Call vector_algebra(const MemberInfo& m, Rng& rng, unsigned count) { return make_vector_call(m, rng, count); }
+
 struct Factory {
     const char* family;
     Call (*make)(const MemberInfo&, Rng&, unsigned);
@@ -63,7 +66,8 @@ struct Factory {
 
 const Factory factories[] = {
     {"Add", elementwise}, {"Sub", elementwise}, {"Mul", product},
-    {"LUDecomp", lu},     {"LUBackSubst", lu},
+    {"LUDecomp", lu},     {"LUBackSubst", lu},  {"DotProduct", vector_algebra}, {"L2Norm", vector_algebra},
+    {"CrossProduct", vector_algebra}, {"Saxpy", vector_algebra}, {"LComb", vector_algebra},
 };
 
 }  // namespace

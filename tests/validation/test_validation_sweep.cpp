@@ -25,7 +25,7 @@ namespace {
 // How single-object P members test their table entries.
 enum class EntryTests {
     PerElement,  // element k's entries just before element k: earlier elements are written
-    AllFirst,    // every entry before anything is computed: a failure writes nothing
+    AllFirst,    // every entry before anything is stored: a failure writes nothing
     TermByTerm,  // the destination entry before its element, source entries before each
                  // term: the element being summed may hold a partial sum
 };
@@ -40,6 +40,8 @@ struct Expectations {
     OlvResult count_zero = olvResultOk;
     EntryTests single_entries = EntryTests::PerElement;
 };
+
+bool family_is(const MemberInfo& m, const char* family) { return std::string(m.family) == family; }
 
 bool is_lu(const MemberInfo& m) {
     const std::string f = m.family;
@@ -78,6 +80,12 @@ const Departure departures[] = {
     {"single matrix products test source entries term by term", is_matrix_product,
      [](Expectations& e, const MemberInfo&) { e.single_entries = EntryTests::TermByTerm; }},
     {"LU decompositions and solvers test every single-object entry before computing", is_lu,
+     [](Expectations& e, const MemberInfo&) { e.single_entries = EntryTests::AllFirst; }},
+    {"single dot products and norms test entries while summing and store only at the end",
+     [](const MemberInfo& m) { return family_is(m, "DotProduct") || family_is(m, "L2Norm"); },
+     [](Expectations& e, const MemberInfo&) { e.single_entries = EntryTests::AllFirst; }},
+    {"single cross products test all nine entries before computing",
+     [](const MemberInfo& m) { return family_is(m, "CrossProduct"); },
      [](Expectations& e, const MemberInfo&) { e.single_entries = EntryTests::AllFirst; }},
 };
 
@@ -284,6 +292,8 @@ const InPlace in_place_rows[] = {
     {"element-wise sums and differences read an element before writing it",
      [](const MemberInfo& m) { return std::string(m.family) == "Add" || std::string(m.family) == "Sub"; },
      nullptr},
+    {"Saxpy and LComb read element i of the sources before writing element i",
+     [](const MemberInfo& m) { return family_is(m, "Saxpy") || family_is(m, "LComb"); }, nullptr},
     {"LU decompositions copy the source before eliminating",
      [](const MemberInfo& m) { return std::string(m.family) == "LUDecomp"; }, "src"},
 };
