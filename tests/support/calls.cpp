@@ -8,6 +8,7 @@
 #include "matvec_calls.h"
 #include "movement_call.h"
 #include "product_call.h"
+#include "vector_call.h"
 
 namespace olvmtest {
 
@@ -62,6 +63,8 @@ Call lu(const MemberInfo& m, Rng& rng, unsigned count) {
     return c;
 }
 
+Call vector_algebra(const MemberInfo& m, Rng& rng, unsigned count) { return make_vector_call(m, rng, count); }
+
 struct Factory {
     const char* family;
     Call (*make)(const MemberInfo&, Rng&, unsigned);
@@ -72,6 +75,8 @@ const Factory factories[] = {
     {"LUDecomp", lu},     {"LUBackSubst", lu},
     {"Copy", make_movement_call}, {"Extract", make_movement_call},
     {"LoadIdentity", make_movement_call}, {"Transpose", make_movement_call},
+    {"DotProduct", vector_algebra}, {"L2Norm", vector_algebra}, {"CrossProduct", vector_algebra},
+    {"Saxpy", vector_algebra}, {"LComb", vector_algebra},
 };
 
 }  // namespace

@@ -26,7 +26,7 @@ namespace {
 // How single-object P members test their table entries.
 enum class EntryTests {
     PerElement,  // element k's entries just before element k: earlier elements are written
-    AllFirst,    // every entry before anything is computed: a failure writes nothing
+    AllFirst,    // every entry before anything is stored: a failure writes nothing
     TermByTerm,  // the destination entry before its element, source entries before each
                  // term: the element being summed may hold a partial sum
 };
@@ -140,6 +140,12 @@ const Departure departures[] = {
     {"single-matrix Transpose tests each element's entries as it moves it, in source order",
      [](const MemberInfo& m) { return is_family(m, "Transpose"); },
      [](Expectations& e, const MemberInfo&) { e.source_order = true; }},
+    {"single dot products and norms test entries while summing and store only at the end",
+     [](const MemberInfo& m) { return is_family(m, "DotProduct") || is_family(m, "L2Norm"); },
+     [](Expectations& e, const MemberInfo&) { e.single_entries = EntryTests::AllFirst; }},
+    {"single cross products test all nine entries before computing",
+     [](const MemberInfo& m) { return is_family(m, "CrossProduct"); },
+     [](Expectations& e, const MemberInfo&) { e.single_entries = EntryTests::AllFirst; }},
 };
 
 Expectations expectations(const MemberInfo& m) {
@@ -363,6 +369,8 @@ const InPlace in_place_rows[] = {
          return is_constant_product(m) && std::string(m.codes).find('T') == std::string::npos;
      },
      "src"},
+    {"Saxpy and LComb read element i of the sources before writing element i",
+     [](const MemberInfo& m) { return is_family(m, "Saxpy") || is_family(m, "LComb"); }, nullptr},
     {"LU decompositions copy the source before eliminating",
      [](const MemberInfo& m) { return std::string(m.family) == "LUDecomp"; }, "src"},
 };

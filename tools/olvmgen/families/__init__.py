@@ -2,7 +2,7 @@
 
 Adding a family means adding its module here and writing its kernel once.
 """
-from . import decomp, elementwise, matvec, movement, products
+from . import decomp, elementwise, matvec, movement, products, vector
 
 # (name of the generated translation-unit group, member generator, kernel header)
 FAMILIES = [
@@ -17,6 +17,11 @@ FAMILIES = [
     ("products", matvec.gaxpy_members, "products/gaxpy.h"),
     ("decomp", decomp.lu_decomp_members, "decomp/lu.h"),
     ("decomp", decomp.lu_back_subst_members, "decomp/lu_solve.h"),
+    ("vector", vector.dot_product_members, "vector/dot.h"),
+    ("vector", vector.l2_norm_members, "vector/norm.h"),
+    ("vector", vector.cross_product_members, "vector/cross.h"),
+    ("vector", vector.saxpy_members, "vector/saxpy.h"),
+    ("vector", vector.lcomb_members, "vector/saxpy.h"),
 ]
 
 
