@@ -6,6 +6,7 @@
 
 #include "lu_calls.h"
 #include "product_call.h"
+#include "qr_calls.h"
 
 namespace olvmtest {
 
@@ -56,6 +57,8 @@ Call lu(const MemberInfo& m, Rng& rng, unsigned count) {
     return c;
 }
 
+Call qr(const MemberInfo& m, Rng& rng, unsigned count) { return make_qr_call(m, rng, count); }
+
 struct Factory {
     const char* family;
     Call (*make)(const MemberInfo&, Rng&, unsigned);
@@ -63,7 +66,7 @@ struct Factory {
 
 const Factory factories[] = {
     {"Add", elementwise}, {"Sub", elementwise}, {"Mul", product},
-    {"LUDecomp", lu},     {"LUBackSubst", lu},
+    {"LUDecomp", lu},     {"LUBackSubst", lu}, {"QRDecomp", qr}, {"QRBackSubst", qr},
 };
 
 }  // namespace

@@ -33,7 +33,8 @@ enum class EntryTests {
 struct Expectations {
     // Whether a generic member tests this size argument for zero.
     std::function<bool(const std::string& size)> size_tested = [](const std::string&) { return true; };
-    // Entries of a P/PS2 array table tested before count.
+    // Entries of a P/PS2 table tested: before count in array members, before computing
+    // in single-object members whose entry tests come all first.
     std::function<unsigned(Call&, const std::string& role)> entries = [](Call& c, const std::string& role) {
         return c.op(role).rows() * c.op(role).cols();
     };
@@ -44,6 +45,11 @@ struct Expectations {
 bool is_lu(const MemberInfo& m) {
     const std::string f = m.family;
     return f == "LUDecomp" || f == "LUBackSubst";
+}
+
+bool is_qr(const MemberInfo& m) {
+    const std::string f = m.family;
+    return f == "QRDecomp" || f == "QRBackSubst";
 }
 
 // The families' departures from the common order.
@@ -79,6 +85,16 @@ const Departure departures[] = {
      [](Expectations& e, const MemberInfo&) { e.single_entries = EntryTests::TermByTerm; }},
     {"LU decompositions and solvers test every single-object entry before computing", is_lu,
      [](Expectations& e, const MemberInfo&) { e.single_entries = EntryTests::AllFirst; }},
+    {"QR decompositions and solvers test every single-object entry before computing", is_qr,
+     [](Expectations& e, const MemberInfo&) { e.single_entries = EntryTests::AllFirst; }},
+    {"QR solvers test only the first width right-hand-side entries",
+     [](const MemberInfo& m) { return std::string(m.family) == "QRBackSubst"; },
+     [](Expectations& e, const MemberInfo&) {
+         const auto common = e.entries;
+         e.entries = [common](Call& c, const std::string& role) {
+             return role == "src2" ? c.width : common(c, role);
+         };
+     }},
 };
 
 Expectations expectations(const MemberInfo& m) {
@@ -255,7 +271,9 @@ TEST(ValidationSweep, SingleObjectEntriesWhileComputing) {
             if (o.layout != "P" || is_transposed_kind(o.kind)) continue;
             Call c = fresh(m, 1);
             Placed& p = c.op(o.role);
-            const unsigned k = static_cast<unsigned>(rng() % (p.rows() * p.cols()));
+            const unsigned tested = e.single_entries == EntryTests::AllFirst ? e.entries(c, o.role)
+                                                                             : p.rows() * p.cols();
+            const unsigned k = static_cast<unsigned>(rng() % tested);
             p.table()[k] = nullptr;
             const std::string step = "null " + o.role + " entry " + std::to_string(k);
             EXPECT_EQ(c.run(), olvResultNullPointer) << what(m, step);
@@ -286,6 +304,8 @@ const InPlace in_place_rows[] = {
      nullptr},
     {"LU decompositions copy the source before eliminating",
      [](const MemberInfo& m) { return std::string(m.family) == "LUDecomp"; }, "src"},
+    {"QR decompositions copy the source before reducing",
+     [](const MemberInfo& m) { return std::string(m.family) == "QRDecomp"; }, "src"},
 };
 
 TEST(CallingConvention, InPlaceGivesTheResultOfSeparateBuffers) {

@@ -2,7 +2,7 @@
 
 Adding a family means adding its module here and writing its kernel once.
 """
-from . import decomp, elementwise, products
+from . import decomp, elementwise, products, qr
 
 # (name of the generated translation-unit group, member generator, kernel header)
 FAMILIES = [
@@ -10,6 +10,8 @@ FAMILIES = [
     ("products", products.members, "products/matmul.h"),
     ("decomp", decomp.lu_decomp_members, "decomp/lu.h"),
     ("decomp", decomp.lu_back_subst_members, "decomp/lu_solve.h"),
+    ("decomp", qr.qr_decomp_members, "decomp/qr.h"),
+    ("decomp", qr.qr_back_subst_members, "decomp/qr_solve.h"),
 ]
 
 
