@@ -9,6 +9,7 @@
 #include "movement_call.h"
 #include "product_call.h"
 #include "vector_call.h"
+#include "qr_calls.h"
 
 namespace olvmtest {
 
@@ -64,6 +65,7 @@ Call lu(const MemberInfo& m, Rng& rng, unsigned count) {
 }
 
 Call vector_algebra(const MemberInfo& m, Rng& rng, unsigned count) { return make_vector_call(m, rng, count); }
+Call qr(const MemberInfo& m, Rng& rng, unsigned count) { return make_qr_call(m, rng, count); }
 
 struct Factory {
     const char* family;
@@ -77,6 +79,7 @@ const Factory factories[] = {
     {"LoadIdentity", make_movement_call}, {"Transpose", make_movement_call},
     {"DotProduct", vector_algebra}, {"L2Norm", vector_algebra}, {"CrossProduct", vector_algebra},
     {"Saxpy", vector_algebra}, {"LComb", vector_algebra},
+    {"QRDecomp", qr}, {"QRBackSubst", qr},
 };
 
 }  // namespace

@@ -34,7 +34,8 @@ enum class EntryTests {
 struct Expectations {
     // Whether a generic member tests this size argument for zero.
     std::function<bool(const std::string& size)> size_tested = [](const std::string&) { return true; };
-    // Entries of a P/PS2 array table tested before count.
+    // Entries of a P/PS2 table tested: before count in array members, before computing
+    // in single-object members whose entry tests come all first.
     std::function<unsigned(Call&, const std::string& role)> entries = [](Call& c, const std::string& role) {
         return c.op(role).rows() * c.op(role).cols();
     };
@@ -69,6 +70,11 @@ bool is_family(const MemberInfo& m, const char* family) { return std::string(m.f
 bool is_lu(const MemberInfo& m) {
     const std::string f = m.family;
     return f == "LUDecomp" || f == "LUBackSubst";
+}
+
+bool is_qr(const MemberInfo& m) {
+    const std::string f = m.family;
+    return f == "QRDecomp" || f == "QRBackSubst";
 }
 
 // The families' departures from the common order.
@@ -146,6 +152,16 @@ const Departure departures[] = {
     {"single cross products test all nine entries before computing",
      [](const MemberInfo& m) { return is_family(m, "CrossProduct"); },
      [](Expectations& e, const MemberInfo&) { e.single_entries = EntryTests::AllFirst; }},
+    {"QR decompositions and solvers test every single-object entry before computing", is_qr,
+     [](Expectations& e, const MemberInfo&) { e.single_entries = EntryTests::AllFirst; }},
+    {"QR solvers test only the first width right-hand-side entries",
+     [](const MemberInfo& m) { return std::string(m.family) == "QRBackSubst"; },
+     [](Expectations& e, const MemberInfo&) {
+         const auto common = e.entries;
+         e.entries = [common](Call& c, const std::string& role) {
+             return role == "src2" ? c.width : common(c, role);
+         };
+     }},
 };
 
 Expectations expectations(const MemberInfo& m) {
@@ -333,7 +349,9 @@ TEST(ValidationSweep, SingleObjectEntriesWhileComputing) {
             if (o.layout != "P" || is_transposed_kind(o.kind)) continue;
             Call c = fresh(m, 1);
             Placed& p = c.op(o.role);
-            const unsigned k = static_cast<unsigned>(rng() % (p.rows() * p.cols()));
+            const unsigned tested = e.single_entries == EntryTests::AllFirst ? e.entries(c, o.role)
+                                                                             : p.rows() * p.cols();
+            const unsigned k = static_cast<unsigned>(rng() % tested);
             p.table()[k] = nullptr;
             const std::string step = "null " + o.role + " entry " + std::to_string(k);
             EXPECT_EQ(c.run(), olvResultNullPointer) << what(m, step);
@@ -373,6 +391,8 @@ const InPlace in_place_rows[] = {
      [](const MemberInfo& m) { return is_family(m, "Saxpy") || is_family(m, "LComb"); }, nullptr},
     {"LU decompositions copy the source before eliminating",
      [](const MemberInfo& m) { return std::string(m.family) == "LUDecomp"; }, "src"},
+    {"QR decompositions copy the source before reducing",
+     [](const MemberInfo& m) { return std::string(m.family) == "QRDecomp"; }, "src"},
 };
 
 TEST(CallingConvention, InPlaceGivesTheResultOfSeparateBuffers) {

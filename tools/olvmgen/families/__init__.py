@@ -2,7 +2,7 @@
 
 Adding a family means adding its module here and writing its kernel once.
 """
-from . import decomp, elementwise, matvec, movement, products, vector
+from . import decomp, elementwise, matvec, movement, products, qr, vector
 
 # (name of the generated translation-unit group, member generator, kernel header)
 FAMILIES = [
@@ -22,6 +22,8 @@ FAMILIES = [
     ("vector", vector.cross_product_members, "vector/cross.h"),
     ("vector", vector.saxpy_members, "vector/saxpy.h"),
     ("vector", vector.lcomb_members, "vector/saxpy.h"),
+    ("decomp", qr.qr_decomp_members, "decomp/qr.h"),
+    ("decomp", qr.qr_back_subst_members, "decomp/qr_solve.h"),
 ]
 
 
