@@ -6,13 +6,12 @@
 // The sum of squares behaves as double arithmetic with an unbounded exponent: no finite
 // input overflows or underflows before the stored result. Squares of 32f elements and
 // their sums never leave the range of double, so 32f norms are plain double arithmetic.
-// 64f norms are summed in plain double first; only when that overflowed or a square
-// underflowed is the object summed again, exactly as with a wider exponent (WideSum).
-// Wherever plain double neither overflows nor underflows the two agree bit for bit, so
-// ordinary inputs pay only for noticing tiny squares.
+// 64f norms are summed in plain double first; only when that overflowed, or a square
+// underflowed early enough to change the sum, is the object summed again, exactly as with
+// a wider exponent (wide::Sum). Wherever plain double neither overflows nor underflows
+// the two agree bit for bit, so ordinary inputs pay one look at their leading element.
 #pragma once
 
-#include <algorithm>
 #include <cfloat>
 #include <cmath>
 #include <type_traits>
@@ -26,7 +25,7 @@ namespace wide {
 // 2^k, exactly, for -1022 <= k <= 1023.
 inline double pow2(int k) { return std::ldexp(1.0, k); }
 
-// x * 2^k rounded once, for x in [0.5, 2) and |k| up to 2046: the first half of the
+// x * 2^k rounded once, for x in [0.5, 2) and |k| up to 2000: the first half of the
 // scaling cannot leave the normal range, so only the second rounds.
 inline double scaled(double x, int k) {
     const int h = k / 2;
@@ -81,6 +80,22 @@ double root_of_squares(const X& x, unsigned n, const Shape& sh, double plain) {
     return s.root();
 }
 
+// Whether a square that underflowed went into the sum while the sum was small enough for
+// it to matter. A square below the smallest normal double added to a sum of at least
+// 2^-968 lies below half an ulp of that sum and leaves it unchanged, in plain double and
+// with a wider exponent alike; so only the squares before the first one of 2^-968 or
+// more can make a difference (for ordinary inputs: none, the first square is that large).
+template <class X, class Shape>
+bool early_underflow(const X& x, unsigned n, const Shape& sh) {
+    for (unsigned i = 0; i < sh.w; ++i) {
+        const double a = element(x, n, i, sh);
+        const double sq = a * a;
+        if (sq >= 0x1p-968) return false;
+        if (sq <= DBL_MIN && a != 0.0) return true;
+    }
+    return false;
+}
+
 }  // namespace wide
 
 template <class Mode, class Shape, class T, class A>
@@ -90,21 +105,18 @@ OLVM_INLINE OlvResult l2_norm(Mode mode, Shape sh, T* out, A a) {
     for (unsigned n = 0; n < mode.count; ++n) {
         if (frame::objects_null(n, a)) return olvResultNullPointer;
         double sum = 0.0;
-        double least = 1.0;  // the least square of a nonzero element (or 1)
         for (unsigned i = 0; i < sh.w; ++i) {
             // Single P vectors test their entries while summing; nothing is stored yet.
             if constexpr (!Mode::array) {
                 if (frame::entry_null(a, i)) return olvResultNullPointer;
             }
             const double x = element(a, n, i, sh);
-            const double sq = x * x;
-            sum += sq;
-            if constexpr (may_leave_range) least = std::min(least, x == 0.0 ? 1.0 : sq);
+            sum += x * x;
         }
         double root = std::sqrt(sum);
         if constexpr (may_leave_range) {
-            // A square at or below the smallest normal double may have underflowed.
-            if (least <= DBL_MIN || sum == HUGE_VAL) root = wide::root_of_squares(a, n, sh, root);
+            if (sum == HUGE_VAL || wide::early_underflow(a, n, sh))
+                root = wide::root_of_squares(a, n, sh, root);
         }
         out[n] = static_cast<T>(root);
     }
