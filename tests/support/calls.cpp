@@ -4,6 +4,7 @@
 #include <stdexcept>
 #include <string>
 
+#include "characteristic_calls.h"
 #include "lu_calls.h"
 #include "product_call.h"
 
@@ -56,6 +57,10 @@ Call lu(const MemberInfo& m, Rng& rng, unsigned count) {
     return c;
 }
 
+Call characteristics(const MemberInfo& m, Rng& rng, unsigned count) {
+    return make_characteristics_call(m, rng, count);
+}
+
 struct Factory {
     const char* family;
     Call (*make)(const MemberInfo&, Rng&, unsigned);
@@ -64,6 +69,7 @@ struct Factory {
 const Factory factories[] = {
     {"Add", elementwise}, {"Sub", elementwise}, {"Mul", product},
     {"LUDecomp", lu},     {"LUBackSubst", lu},
+    {"Trace", characteristics}, {"FrobNorm", characteristics}, {"Det", characteristics},
 };
 
 }  // namespace

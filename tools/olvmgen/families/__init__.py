@@ -2,7 +2,7 @@
 
 Adding a family means adding its module here and writing its kernel once.
 """
-from . import decomp, elementwise, products
+from . import characteristics, decomp, elementwise, products
 
 # (name of the generated translation-unit group, member generator, kernel header)
 FAMILIES = [
@@ -10,6 +10,9 @@ FAMILIES = [
     ("products", products.members, "products/matmul.h"),
     ("decomp", decomp.lu_decomp_members, "decomp/lu.h"),
     ("decomp", decomp.lu_back_subst_members, "decomp/lu_solve.h"),
+    ("characteristics", characteristics.trace_members, "characteristics/trace.h"),
+    ("characteristics", characteristics.frob_norm_members, "characteristics/frobnorm.h"),
+    ("characteristics", characteristics.det_members, "characteristics/det.h"),
 ]
 
 
