@@ -28,15 +28,18 @@ def run(*cmd):
 
 
 def read_catalogue(members_path, exports_path):
-    words = {}
+    """Argument words per name, the exported names, and {alias: name of its routine}."""
+    words, aliases = {}, {}
     with open(members_path, encoding="utf-8") as f:
         for line in f:
             if line.strip():
-                name, n = line.split("\t")[:2]
-                words[name] = int(n)
+                fields = line.rstrip("\n").split("\t")
+                words[fields[0]] = int(fields[1])
+                if len(fields) > 3 and fields[3]:
+                    aliases[fields[0]] = fields[3]
     with open(exports_path, encoding="utf-8") as f:
         expected = [line.strip() for line in f if line.strip()]
-    return words, expected
+    return words, expected, aliases
 
 
 class Report:
@@ -70,6 +73,23 @@ def pe_exports(objdump_text):
     return names
 
 
+def pe_export_addresses(objdump_text):
+    """{exported name: RVA}, joining the name table's ordinals to the address table."""
+    rva = {int(m.group(1)): m.group(2) for m in re.finditer(
+        r"^\s+\[\s*(\d+)\] \+base\[\s*\d+\]\s+([0-9a-f]+) Export RVA$", objdump_text, re.M)}
+    names, inside = {}, False
+    for line in objdump_text.splitlines():
+        if line.startswith("[Ordinal/Name Pointer] Table"):
+            inside = True
+            continue
+        if inside:
+            m = re.match(r"^\s+\[\s*(\d+)\]\s+(\S+)$", line)
+            if not m:
+                break
+            names[m.group(2)] = rva.get(int(m.group(1)))
+    return names
+
+
 def pe_imports(objdump_text):
     """{DLL name: [imported names]} from the import tables of objdump -p."""
     imports, current = {}, None
@@ -87,9 +107,15 @@ def pe_imports(objdump_text):
     return imports
 
 
-def check_pe(opts, words, expected, report):
+def check_pe(opts, words, expected, aliases, report):
     dll_text = run(opts.objdump, "-p", opts.dll)
     exported = pe_exports(dll_text)
+    address = pe_export_addresses(dll_text)
+    report.check(all(address.get(a) is not None and address.get(a) == address.get(t)
+                     for a, t in aliases.items()),
+                 f"each of the {len(aliases)} second names is exported at its routine's address",
+                 [f"{a} {address.get(a)} != {t} {address.get(t)}" for a, t in aliases.items()
+                  if address.get(a) is None or address.get(a) != address.get(t)])
     dupes = [n for n, c in collections.Counter(exported).items() if c > 1]
     want = set(expected)
     print(f"export table: {len(exported)} names; catalogue: {len(expected)} names")
@@ -130,7 +156,7 @@ def check_pe(opts, words, expected, report):
                      set(used) - set(exported))
 
 
-def check_elf(opts, words, expected, report):
+def check_elf(opts, words, expected, aliases, report):
     text = run(opts.objdump, "-d", "--no-show-raw-insn", opts.library)
     pops, current = collections.defaultdict(list), None
     for line in text.splitlines():
@@ -144,14 +170,23 @@ def check_elf(opts, words, expected, report):
             pops[current].append(int(m.group(1) or "0", 16))
     # A name chosen by the loader (an indirect function, as target_clones makes) is checked
     # in each of its paths, name.<path>; its resolver is an ordinary function.
-    ifuncs = {line.split()[2] for line in run(opts.nm, "-D", "--defined-only", opts.library).splitlines()
-              if len(line.split()) == 3 and line.split()[1] == "i"}
+    dynamic = [line.split() for line in run(opts.nm, "-D", "--defined-only", opts.library).splitlines()]
+    ifuncs = {d[2] for d in dynamic if len(d) == 3 and d[1] == "i"}
+    # A name exported a second time for the same routine shares its address; the
+    # disassembly labels the routine with one of its names.
+    address = {d[2]: d[0] for d in dynamic if len(d) == 3}
+    labelled = {address[f]: f for f in pops if f in address}
+    report.check(all(a in address and address[a] == address.get(t) for a, t in aliases.items()),
+                 f"each of the {len(aliases)} second names is exported at its routine's address",
+                 [a for a, t in aliases.items() if a not in address or address[a] != address.get(t)])
     bodies = {}
     for n in expected:
         if n in ifuncs:
             bodies[n] = [f for f in pops if f.startswith(n + ".") and not f.endswith(".resolver")]
         elif n in pops:
             bodies[n] = [n]
+        elif address.get(n) in labelled:
+            bodies[n] = [labelled[address[n]]]
     missing = sorted(set(expected) - {n for n, fs in bodies.items() if fs})
     wrong = [f"{f}: pops {sorted(set(pops[f]))} bytes, catalogue says {words[n]} words"
              for n in sorted(bodies) for f in bodies[n] if set(pops[f]) != {4 * words[n]}]
@@ -182,12 +217,12 @@ def main():
     elf.add_argument("--nm", default="nm")
     opts = ap.parse_args()
 
-    words, expected = read_catalogue(opts.members, opts.expected)
+    words, expected, aliases = read_catalogue(opts.members, opts.expected)
     report = Report()
     report.check(set(words) == set(expected), f"members.tsv lists the {len(expected)} exported names",
                  set(words) ^ set(expected))
     words = collections.defaultdict(lambda: -1, words)
-    (check_pe if opts.mode == "pe" else check_elf)(opts, words, expected, report)
+    (check_pe if opts.mode == "pe" else check_elf)(opts, words, expected, aliases, report)
     print(f"{report.failures} check(s) failed" if report.failures else "all checks passed")
     return 1 if report.failures else 0
 

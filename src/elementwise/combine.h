@@ -39,8 +39,8 @@ OLVM_INLINE OlvResult combine(Mode mode, Shape sh, Dst dst, A a, B b) {
         if (frame::tables_null(sh.w * sh.h, a, b, dst)) return olvResultNullPointer;
         if (mode.count == 0) return olvResultOk;
     }
-    unsigned first = 0;  // objects finished by a batch kernel
-    if constexpr (Mode::array) {
+    unsigned first = 0;  // objects finished by a batch kernel (sums and differences only)
+    if constexpr (Mode::array && (std::is_same_v<Op, Add> || std::is_same_v<Op, Sub>)) {
         const CombineJob job{std::is_same_v<Op, Sub>, sh.w, sh.h, mode.count,
                              frame::place_of(a), frame::place_of(b), frame::place_of(dst)};
         first = Batch::run(job, T());

@@ -4,15 +4,13 @@
 // Whatever the transposition, C has M = src1Height rows and N = src2Width columns, and
 // each element sums K = src2Height terms; src1Width only takes part in the size tests and
 // in the number of table entries checked. Every element is zeroed before its sum and then
-// receives the running sum after every term, in one of two ways:
-//   standard, S2          the sum is kept in double and stored rounded after each term,
-//                         so the final value is the double sum rounded once;
-//   P, PS2, L, LS2        the sum runs through the element: c <- round(a*b + c) per term.
+// receives the running sum after every term, the way its layout does (running_sum.h).
 #pragma once
 
 #include "frame/checks.h"
 #include "frame/layout.h"
 #include "products/matmul_job.h"
+#include "products/running_sum.h"
 #include "paths/dispatch.h"
 
 namespace olvm::products {
@@ -57,7 +55,7 @@ OLVM_INLINE OlvResult matmul(Mode mode, Sizes sz, C c, A a, B b) {
     using CD = typename C::Desc;
     // Single-object P members test table entries while computing.
     constexpr bool checking = !Mode::array && frame::is_table<CD>;
-    constexpr bool through = frame::is_table<CD> || frame::is_listed<CD>;
+    constexpr bool through = through_element<CD>;
 
     if (frame::any_null(a, b, c)) return olvResultNullPointer;
     if (sz.bad()) return olvResultBadSize;
@@ -89,23 +87,14 @@ OLVM_INLINE OlvResult matmul(Mode mode, Sizes sz, C c, A a, B b) {
                 if constexpr (checking) {
                     if (frame::held_entry_null(c, i, j, N)) return olvResultNullPointer;
                 }
-                T* const out = c.at(n, i, j, N);
-                *out = T(0);
-                double sum = 0.0;
+                RunningSum<T, through> sum(c.at(n, i, j, N));
                 for (unsigned k = 0; k < K; ++k) {
                     if constexpr (checking) {
                         if (frame::held_entry_null(a, i, k, a_row) ||
                             frame::held_entry_null(b, k, j, b_row))
                             return olvResultNullPointer;
                     }
-                    const double term =
-                        frame::widen(*a.at(n, i, k, a_row)) * frame::widen(*b.at(n, k, j, b_row));
-                    if constexpr (through) {
-                        *out = static_cast<T>(term + frame::widen(*out));
-                    } else {
-                        sum += term;
-                        *out = static_cast<T>(sum);
-                    }
+                    sum.add(frame::widen(*a.at(n, i, k, a_row)) * frame::widen(*b.at(n, k, j, b_row)));
                 }
             }
         }

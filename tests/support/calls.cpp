@@ -6,7 +6,11 @@
 
 #include "characteristic_calls.h"
 #include "lu_calls.h"
+#include "matvec_calls.h"
+#include "movement_call.h"
 #include "product_call.h"
+#include "vector_call.h"
+#include "qr_calls.h"
 
 namespace olvmtest {
 
@@ -25,9 +29,13 @@ Call elementwise(const MemberInfo& m, Rng& rng, unsigned count) {
     return make_elementwise_call(m, w, h, count, rng);
 }
 
+// Mul: matrix-matrix members, or those with a vector or a constant.
 Call product(const MemberInfo& m, Rng& rng, unsigned count) {
+    if (!is_matrix_product(m)) return make_matvec_call(m, rng, count);
     return make_product_call(m, default_sizes(m, 2, 3, 4), count, rng);
 }
+
+Call gaxpy(const MemberInfo& m, Rng& rng, unsigned count) { return make_gaxpy_call(m, rng, count); }
 
 // The LU calls keep their operands by role like every other call; the decomposition's
 // destination table may point into further memory for its displaced last-pivot test.
@@ -57,6 +65,8 @@ Call lu(const MemberInfo& m, Rng& rng, unsigned count) {
     return c;
 }
 
+Call vector_algebra(const MemberInfo& m, Rng& rng, unsigned count) { return make_vector_call(m, rng, count); }
+Call qr(const MemberInfo& m, Rng& rng, unsigned count) { return make_qr_call(m, rng, count); }
 Call characteristics(const MemberInfo& m, Rng& rng, unsigned count) {
     return make_characteristics_call(m, rng, count);
 }
@@ -67,8 +77,13 @@ struct Factory {
 };
 
 const Factory factories[] = {
-    {"Add", elementwise}, {"Sub", elementwise}, {"Mul", product},
+    {"Add", elementwise}, {"Sub", elementwise}, {"Mul", product}, {"Gaxpy", gaxpy},
     {"LUDecomp", lu},     {"LUBackSubst", lu},
+    {"Copy", make_movement_call}, {"Extract", make_movement_call},
+    {"LoadIdentity", make_movement_call}, {"Transpose", make_movement_call},
+    {"DotProduct", vector_algebra}, {"L2Norm", vector_algebra}, {"CrossProduct", vector_algebra},
+    {"Saxpy", vector_algebra}, {"LComb", vector_algebra},
+    {"QRDecomp", qr}, {"QRBackSubst", qr},
     {"Trace", characteristics}, {"FrobNorm", characteristics}, {"Det", characteristics},
 };
 

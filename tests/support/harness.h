@@ -46,6 +46,7 @@ struct MemberInfo {
     const char* layout;
     const char* operands;  // "role:kind:layout:access,..."
     const char* args;      // argument names in order, comma-separated
+    const char* alias_of;  // the member whose routine this name also exports ("" if none)
     Thunk thunk;
 
     std::vector<OperandInfo> operand_list() const;

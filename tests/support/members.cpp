@@ -5,8 +5,8 @@
 namespace olvmtest {
 
 const std::vector<MemberInfo>& members() {
-#define OLVM_MEMBER(name, family, codes, type, size, layout, ops, args, call) \
-    {name, family, codes, type, size, layout, ops, args,                      \
+#define OLVM_MEMBER(name, family, codes, type, size, layout, ops, args, alias, call) \
+    {name, family, codes, type, size, layout, ops, args, alias,                      \
      [](void* fn, const Args& a) -> OlvResult { return call; }},
     static const std::vector<MemberInfo> table = {
 #include "members.inc"

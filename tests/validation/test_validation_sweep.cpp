@@ -17,6 +17,7 @@
 #include <string>
 
 #include "calls.h"
+#include "matvec_calls.h"
 #include "product_call.h"
 
 namespace olvmtest {
@@ -25,7 +26,7 @@ namespace {
 // How single-object P members test their table entries.
 enum class EntryTests {
     PerElement,  // element k's entries just before element k: earlier elements are written
-    AllFirst,    // every entry before anything is computed: a failure writes nothing
+    AllFirst,    // every entry before anything is stored: a failure writes nothing
     TermByTerm,  // the destination entry before its element, source entries before each
                  // term: the element being summed may hold a partial sum
     Diagonal,    // only the diagonal entries, each just before its element is added: the
@@ -37,7 +38,8 @@ enum class EntryTests {
 struct Expectations {
     // Whether a generic member tests this size argument for zero.
     std::function<bool(const std::string& size)> size_tested = [](const std::string&) { return true; };
-    // Entries of a P/PS2 array table tested before count.
+    // Entries of a P/PS2 table tested: before count in array members, before computing
+    // in single-object members whose entry tests come all first.
     std::function<unsigned(Call&, const std::string& role)> entries = [](Call& c, const std::string& role) {
         return c.op(role).rows() * c.op(role).cols();
     };
@@ -45,15 +47,40 @@ struct Expectations {
     bool entries_before_count = true;
     OlvResult count_zero = olvResultOk;
     EntryTests single_entries = EntryTests::PerElement;
+    // TermByTerm: the first destination element (row-major) that reads entry k of source
+    // `role` (it may hold a partial sum), and the roles tested with the destination entry,
+    // before the element is zeroed. By default those of a matrix-matrix product.
+    std::function<unsigned(Call&, const std::string& role, unsigned k)> first_reader =
+        [](Call& c, const std::string& role, unsigned k) {
+            const unsigned cols = c.op(role).cols();
+            return role == "src1" ? (k / cols) * c.op("dst").cols() : k % cols;
+        };
+    std::function<bool(const std::string& role)> tested_with_dst = [](const std::string& role) {
+        return role == "dst";
+    };
+    // Whether pointers are tested at all (a member that validates nothing returns at once,
+    // writing nothing, when its sizes are zero).
+    bool pointers_tested = true;
+    // Whether any table entry or object pointer is ever tested (P entries before count, L
+    // object pointers before each object, single-object P entries while computing).
+    bool entries_tested = true;
+    // Single-object P members produce the destination in the source's row-major order
+    // (transposition): a null entry stops the call at the element that moves through it.
+    bool source_order = false;
 };
 
-bool is_family(const MemberInfo& m, const char* family, const char* layout) {
-    return std::string(m.family) == family && std::string(m.layout) == layout;
-}
+bool is_gaxpy(const MemberInfo& m) { return std::string(m.family) == "Gaxpy"; }
+bool sums_with_vector(const MemberInfo& m) { return is_vector_product(m) || is_gaxpy(m); }
+bool is_family(const MemberInfo& m, const char* family) { return std::string(m.family) == family; }
 
 bool is_lu(const MemberInfo& m) {
     const std::string f = m.family;
     return f == "LUDecomp" || f == "LUBackSubst";
+}
+
+bool is_qr(const MemberInfo& m) {
+    const std::string f = m.family;
+    return f == "QRDecomp" || f == "QRBackSubst";
 }
 
 // The families' departures from the common order.
@@ -87,28 +114,80 @@ const Departure departures[] = {
      }},
     {"single matrix products test source entries term by term", is_matrix_product,
      [](Expectations& e, const MemberInfo&) { e.single_entries = EntryTests::TermByTerm; }},
+    {"matrix-vector products and Gaxpy test the destination entry before each element and "
+     "A's and x's entries before each term: an entry of row i of A is first read by y(i), "
+     "every entry of x by y(0)", sums_with_vector,
+     [](Expectations& e, const MemberInfo&) {
+         e.single_entries = EntryTests::TermByTerm;
+         e.first_reader = [](Call& c, const std::string& role, unsigned k) {
+             return role == "src1" ? k / c.op(role).cols() : 0u;
+         };
+     }},
+    {"Gaxpy tests y(i)'s entry just before dst(i)'s, before the element is zeroed", is_gaxpy,
+     [](Expectations& e, const MemberInfo&) {
+         e.tested_with_dst = [](const std::string& role) { return role == "dst" || role == "src3"; };
+     }},
     {"LU decompositions and solvers test every single-object entry before computing", is_lu,
      [](Expectations& e, const MemberInfo&) { e.single_entries = EntryTests::AllFirst; }},
+    // Vector Copy tests `len` as the common order does.
+    {"matrix array Copy tests no size", [](const MemberInfo& m) { return is_family(m, "Copy") && m.codes == std::string("ma"); },
+     [](Expectations& e, const MemberInfo&) { e.size_tested = [](const std::string&) { return false; }; }},
+    {"Copy and Extract never test table entries or object pointers",
+     [](const MemberInfo& m) { return is_family(m, "Copy") || is_family(m, "Extract"); },
+     [](Expectations& e, const MemberInfo&) { e.entries_tested = false; }},
+    {"Extract and LoadIdentity fail count = 0 as a size",
+     [](const MemberInfo& m) { return is_family(m, "Extract") || is_family(m, "LoadIdentity"); },
+     [](Expectations& e, const MemberInfo&) { e.count_zero = olvResultBadSize; }},
+    {"single-object table Extract members but olvmExtract_v_32f_P validate nothing",
+     [](const MemberInfo& m) {
+         return is_family(m, "Extract") && std::string(m.layout) == "P" &&
+                std::string(m.name) != "olvmExtract_v_32f_P";
+     },
+     [](Expectations& e, const MemberInfo&) {
+         e.pointers_tested = false;
+         e.size_tested = [](const std::string&) { return false; };
+     }},
+    {"LoadIdentity tests no size", [](const MemberInfo& m) { return is_family(m, "LoadIdentity"); },
+     [](Expectations& e, const MemberInfo&) { e.size_tested = [](const std::string&) { return false; }; }},
+    {"single-matrix Transpose tests each element's entries as it moves it, in source order",
+     [](const MemberInfo& m) { return is_family(m, "Transpose"); },
+     [](Expectations& e, const MemberInfo&) { e.source_order = true; }},
+    {"single dot products and norms test entries while summing and store only at the end",
+     [](const MemberInfo& m) { return is_family(m, "DotProduct") || is_family(m, "L2Norm"); },
+     [](Expectations& e, const MemberInfo&) { e.single_entries = EntryTests::AllFirst; }},
+    {"single cross products test all nine entries before computing",
+     [](const MemberInfo& m) { return is_family(m, "CrossProduct"); },
+     [](Expectations& e, const MemberInfo&) { e.single_entries = EntryTests::AllFirst; }},
+    {"QR decompositions and solvers test every single-object entry before computing", is_qr,
+     [](Expectations& e, const MemberInfo&) { e.single_entries = EntryTests::AllFirst; }},
+    {"QR solvers test only the first width right-hand-side entries",
+     [](const MemberInfo& m) { return std::string(m.family) == "QRBackSubst"; },
+     [](Expectations& e, const MemberInfo&) {
+         const auto common = e.entries;
+         e.entries = [common](Call& c, const std::string& role) {
+             return role == "src2" ? c.width : common(c, role);
+         };
+     }},
     {"Trace P members test only the diagonal entries, each as its element is added",
-     [](const MemberInfo& m) { return is_family(m, "Trace", "P"); },
+     [](const MemberInfo& m) { return is_family(m, "Trace") && std::string(m.layout) == "P"; },
      [](Expectations& e, const MemberInfo&) {
          e.single_entries = EntryTests::Diagonal;
          e.entries_before_count = false;
      }},
     {"FrobNorm P members test each entry as its element is squared and store only at the end",
-     [](const MemberInfo& m) { return is_family(m, "FrobNorm", "P"); },
+     [](const MemberInfo& m) { return is_family(m, "FrobNorm") && std::string(m.layout) == "P"; },
      [](Expectations& e, const MemberInfo&) {
          e.single_entries = EntryTests::AllFirst;
          e.entries_before_count = false;
      }},
     {"generic Det P members test entries while copying, after storing 1 in the result",
-     [](const MemberInfo& m) { return is_family(m, "Det", "P") && m.size == 0; },
+     [](const MemberInfo& m) { return is_family(m, "Det") && std::string(m.layout) == "P" && m.size == 0; },
      [](Expectations& e, const MemberInfo&) {
          e.single_entries = EntryTests::AfterOne;
          e.entries_before_count = false;
      }},
     {"fixed-size Det members test every P entry before computing",
-     [](const MemberInfo& m) { return std::string(m.family) == "Det" && m.size != 0; },
+     [](const MemberInfo& m) { return is_family(m, "Det") && m.size != 0; },
      [](Expectations& e, const MemberInfo&) { e.single_entries = EntryTests::AllFirst; }},
 };
 
@@ -121,6 +200,13 @@ Expectations expectations(const MemberInfo& m) {
 
 bool is_table_layout(const std::string& l) { return l == "P" || l == "PS2"; }
 bool is_listed_layout(const std::string& l) { return l == "L" || l == "LS2"; }
+
+// Whether an array operand of the member is described by a table of that kind.
+bool has_array_operand(const MemberInfo& m, bool (*layout)(const std::string&)) {
+    for (const auto& o : m.operand_list())
+        if (is_array_kind(o.kind) && layout(o.layout)) return true;
+    return false;
+}
 
 // A call with its memory snapshotted; the same salt gives a twin with the same values.
 Call fresh(const MemberInfo& m, unsigned count, unsigned salt = 0) {
@@ -157,19 +243,22 @@ void expect_objects(Call& c, Call& twin, unsigned done, const std::string& why) 
     }
 }
 
-// Single objects: destination elements before `k` (row-major) equal the twin's, element
-// k may hold a partial result where `partial`, later ones are untouched.
-void expect_elements(Call& c, Call& twin, unsigned k, bool partial, const std::string& why) {
+// Single objects: destination elements produced before step `k` equal the twin's, the
+// element of step k may hold a partial result where `partial`, later ones are untouched.
+// `step` gives the step that produces destination element (i, j); row-major by default.
+void expect_elements(Call& c, Call& twin, unsigned k, bool partial, const std::string& why,
+                     unsigned (*step)(const Placed&, unsigned, unsigned) = nullptr) {
     Placed& d = c.op("dst");
     const Placed& q = twin.op("dst");
-    for (unsigned e = 0; e < d.rows() * d.cols(); ++e) {
-        const unsigned i = e / d.cols(), j = e % d.cols();
-        if (e < k) {
-            ASSERT_EQ(std::memcmp(d.address(0, i, j), q.address(0, i, j), d.esize), 0) << why << " element " << e;
-        } else if (e > k || !partial) {
-            ASSERT_FALSE(d.element_changed(0, i, j)) << why << " element " << e;
+    for (unsigned i = 0; i < d.rows(); ++i)
+        for (unsigned j = 0; j < d.cols(); ++j) {
+            const unsigned e = step ? step(d, i, j) : i * d.cols() + j;
+            if (e < k) {
+                ASSERT_EQ(std::memcmp(d.address(0, i, j), q.address(0, i, j), d.esize), 0) << why << " element " << e;
+            } else if (e > k || !partial) {
+                ASSERT_FALSE(d.element_changed(0, i, j)) << why << " element " << e;
+            }
         }
-    }
     EXPECT_FALSE(d.changed_outside_elements()) << why;
 }
 
@@ -207,12 +296,12 @@ void zero_sizes(Call& c) {
 
 // Step 1: every pointer argument, tested before any size (and count).
 TEST(ValidationSweep, NullPointersComeFirst) {
-    for_each_member([](const MemberInfo& m, const Expectations&) {
+    for_each_member([](const MemberInfo& m, const Expectations& e) {
         for (const auto& o : m.operand_list()) {
             Call c = fresh(m, 3);
             null_base(c.args, o.role);
             zero_sizes(c);
-            EXPECT_EQ(c.run(), olvResultNullPointer) << what(m, "null " + o.role);
+            EXPECT_EQ(c.run(), e.pointers_tested ? olvResultNullPointer : olvResultOk) << what(m, "null " + o.role);
             EXPECT_TRUE(c.nothing_written()) << what(m, "null " + o.role);
         }
     });
@@ -230,7 +319,7 @@ TEST(ValidationSweep, ZeroSizesBeforeTableEntriesAndCount) {
             if (tested)
                 for (auto& [role, p] : c.ops)
                     if (is_table_layout(p->layout)) p->table()[0] = nullptr;
-            const OlvResult want = tested ? olvResultBadSize : olvResultOk;
+            const OlvResult want = tested ? olvResultBadSize : is_array_member(m) ? e.count_zero : olvResultOk;
             EXPECT_EQ(c.run(), want) << what(m, s + " = 0");
             if (tested || is_array_member(m)) {
                 EXPECT_TRUE(c.nothing_written()) << what(m, s + " = 0");
@@ -243,16 +332,17 @@ TEST(ValidationSweep, ZeroSizesBeforeTableEntriesAndCount) {
 // 0; the entry just past the tested ones is not looked at.
 TEST(ValidationSweep, TableEntriesBeforeCount) {
     for_each_member([](const MemberInfo& m, const Expectations& e) {
-        if (!is_array_member(m) || !is_table_layout(m.layout)) return;
+        if (!has_array_operand(m, is_table_layout)) return;
         for (const auto& o : m.operand_list()) {
             if (!is_table_layout(o.layout)) continue;
             Call probe = fresh(m, 3);
-            const unsigned entries = e.entries(probe, o.role);
+            const unsigned entries = e.entries_tested ? e.entries(probe, o.role) : 0;
             for (unsigned k : {0u, entries - 1, entries}) {
+                if (k > entries) continue;  // no entry is tested: only entry 0 is tried
                 Call c = fresh(m, 3);
                 c.op(o.role).table()[k] = nullptr;
                 c.args.count = 0;
-                const OlvResult want = k < entries && e.entries_before_count ? olvResultNullPointer : olvResultOk;
+                const OlvResult want = k < entries && e.entries_before_count ? olvResultNullPointer : e.count_zero;
                 const std::string step = "null " + o.role + " entry " + std::to_string(k);
                 EXPECT_EQ(c.run(), want) << what(m, step);
                 EXPECT_TRUE(c.nothing_written()) << what(m, step);
@@ -276,8 +366,8 @@ TEST(ValidationSweep, CountZeroWritesNothing) {
 
 // Step 5, object tables: a null object pointer for object 2 leaves objects 0 and 1 done.
 TEST(ValidationSweep, ObjectEntriesJustBeforeEachObject) {
-    for_each_member([](const MemberInfo& m, const Expectations&) {
-        if (!is_listed_layout(m.layout)) return;
+    for_each_member([](const MemberInfo& m, const Expectations& e) {
+        if (!e.entries_tested || !has_array_operand(m, is_listed_layout)) return;
         Call twin = fresh(m, 4);
         ASSERT_EQ(twin.run(), olvResultOk) << m.name;
         for (const auto& o : m.operand_list()) {
@@ -295,7 +385,7 @@ TEST(ValidationSweep, ObjectEntriesJustBeforeEachObject) {
 // behaviour cases cover it.)
 TEST(ValidationSweep, SingleObjectEntriesWhileComputing) {
     for_each_member([](const MemberInfo& m, const Expectations& e) {
-        if (is_array_member(m) || std::string(m.layout) != "P") return;
+        if (is_array_member(m) || std::string(m.layout) != "P" || !e.entries_tested) return;
         Call twin = fresh(m, 1);
         ASSERT_EQ(twin.run(), olvResultOk) << m.name;
         Rng rng(std::hash<std::string>{}(m.name));
@@ -303,7 +393,9 @@ TEST(ValidationSweep, SingleObjectEntriesWhileComputing) {
             if (o.layout != "P" || is_transposed_kind(o.kind)) continue;
             Call c = fresh(m, 1);
             Placed& p = c.op(o.role);
-            const unsigned k = static_cast<unsigned>(rng() % (p.rows() * p.cols()));
+            const unsigned tested = e.single_entries == EntryTests::AllFirst ? e.entries(c, o.role)
+                                                                             : p.rows() * p.cols();
+            const unsigned k = static_cast<unsigned>(rng() % tested);
             p.table()[k] = nullptr;
             const std::string step = "null " + o.role + " entry " + std::to_string(k);
             if (e.single_entries == EntryTests::Diagonal || e.single_entries == EntryTests::AfterOne) {
@@ -313,12 +405,14 @@ TEST(ValidationSweep, SingleObjectEntriesWhileComputing) {
             EXPECT_EQ(c.run(), olvResultNullPointer) << what(m, step);
             if (e.single_entries == EntryTests::AllFirst) {
                 EXPECT_TRUE(c.nothing_written()) << what(m, step);
-            } else if (e.single_entries == EntryTests::PerElement || o.role == "dst") {
+            } else if (e.source_order) {  // destination (i, j) moves at source step j * rows + i
+                auto from_source = [](const Placed& d, unsigned i, unsigned j) { return j * d.rows() + i; };
+                const unsigned at = o.role == "dst" ? from_source(p, k / p.cols(), k % p.cols()) : k;
+                expect_elements(c, twin, at, false, what(m, step), from_source);
+            } else if (e.single_entries == EntryTests::PerElement || e.tested_with_dst(o.role)) {
                 expect_elements(c, twin, k, false, what(m, step));
-            } else {  // a source entry, first read by the element in its row or column
-                const unsigned cols = c.op("dst").cols();
-                const unsigned first = o.role == "src1" ? (k / p.cols()) * cols : k % p.cols();
-                expect_elements(c, twin, first, true, what(m, step));
+            } else {  // a source entry, first read by the element summing its term
+                expect_elements(c, twin, e.first_reader(c, o.role, k), true, what(m, step));
             }
         }
     });
@@ -336,8 +430,17 @@ const InPlace in_place_rows[] = {
     {"element-wise sums and differences read an element before writing it",
      [](const MemberInfo& m) { return std::string(m.family) == "Add" || std::string(m.family) == "Sub"; },
      nullptr},
+    {"untransposed constant products read an element before writing it",
+     [](const MemberInfo& m) {
+         return is_constant_product(m) && std::string(m.codes).find('T') == std::string::npos;
+     },
+     "src"},
+    {"Saxpy and LComb read element i of the sources before writing element i",
+     [](const MemberInfo& m) { return is_family(m, "Saxpy") || is_family(m, "LComb"); }, nullptr},
     {"LU decompositions copy the source before eliminating",
      [](const MemberInfo& m) { return std::string(m.family) == "LUDecomp"; }, "src"},
+    {"QR decompositions copy the source before reducing",
+     [](const MemberInfo& m) { return std::string(m.family) == "QRDecomp"; }, "src"},
 };
 
 TEST(CallingConvention, InPlaceGivesTheResultOfSeparateBuffers) {

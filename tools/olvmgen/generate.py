@@ -6,8 +6,10 @@ Outputs (all under --out, rewritten only when their content changes):
     include/olvm.h        the public header: types from the template, every declaration
     olvm.map              linker version script exporting exactly the catalogue's names
     exports.txt           one exported name per line, sorted
-    members.tsv           name, argument words on 32-bit x86, argument names
-    src/<group>_<op>_<type>.cpp   the exported definitions, one file per family and type
+    members.tsv           name, argument words on 32-bit x86, argument names, and the
+                          member whose routine the name also exports (if any)
+    src/<kernel>_<op>_<type>.cpp  the exported definitions, one file per kernel header,
+                                  family and type
     tests/members.inc     test table: metadata and a typed thunk per member
     tests/args.inc        the fields of the test harness's argument record
 """
@@ -58,12 +60,40 @@ def header(template, members):
     return text.replace(marker, "\n".join(decls).lstrip("\n"))
 
 
+# A second name for a routine is the same function at the same address. The target is
+# named by its symbol, which on Windows carries the callee-clean argument size.
+ALIAS_MACRO = """#if defined(_WIN32)
+#define OLVM_SAME_ROUTINE_AS(target, bytes) __attribute__((alias(#target "@" #bytes)))
+#else
+#define OLVM_SAME_ROUTINE_AS(target, bytes) __attribute__((alias(#target)))
+#endif
+"""
+
+
 def definitions(members, header_name):
     out = ["// Generated from the primitive catalogue; do not edit.",
            '#include "olvm.h"', f'#include "{header_name}"', ""]
+    if any(m.alias_of for m in members):
+        out.append(ALIAS_MACRO)
     for m in members:
-        out.append(f"OLVM_API {prototype(m)}\n{{\n    {m.body}\n}}\n")
+        if m.alias_of:
+            out.append(f"OLVM_API {prototype(m)}\n    OLVM_SAME_ROUTINE_AS({m.alias_of}, "
+                       f"{4 * m.words});\n")
+        else:
+            out.append(f"OLVM_API {prototype(m)}\n{{\n    {m.body}\n}}\n")
     return "\n".join(out)
+
+
+def check_aliases(members):
+    """An alias names a member of the same family and type with the same C signature."""
+    by_name = {m.name: m for m in members}
+    for m in members:
+        if not m.alias_of:
+            continue
+        t = by_name.get(m.alias_of)
+        if t is None or t.alias_of or (t.family, t.type) != (m.family, m.type) \
+                or [a.ctype for a in t.args] != [a.ctype for a in m.args]:
+            raise SystemExit(f"{m.name}: bad alias of {m.alias_of}")
 
 
 def test_table(members):
@@ -82,7 +112,7 @@ def test_table(members):
         call = f"reinterpret_cast<decltype(&{m.name})>(fn)({', '.join(casts)})"
         names = ",".join(a.name for a in m.args)
         out.append(f'OLVM_MEMBER("{m.name}", "{m.family}", "{m.codes}", "{m.type}", {size}, '
-                   f'"{m.layout}", "{ops}", "{names}", {call})')
+                   f'"{m.layout}", "{ops}", "{names}", "{m.alias_of or ""}", {call})')
     return "\n".join(out) + "\n"
 
 
@@ -97,7 +127,9 @@ def args_record(members):
                 fields[a.name] = t
             elif a.ctype in ("Olv32f", "Olv64f"):
                 fields[a.name] = "double"
-            else:
+            elif fields.get(a.name) != "unsigned int":
+                # A size that is signed in one family and unsigned in others is held
+                # unsigned; the thunks convert it to each member's own type.
                 fields[a.name] = a.ctype
     out = ["// Generated from the primitive catalogue; do not edit."]
     for name in sorted(fields):
@@ -126,6 +158,13 @@ def args_record(members):
     return "\n".join(out) + "\n"
 
 
+def _source_name(header_name, family, type_):
+    """One definition file per kernel header, family and type (a family such as Mul may be
+    built on several kernel headers)."""
+    kernel = os.path.splitext(os.path.basename(header_name))[0]
+    return f"{kernel}_{family.lower()}_{type_}.cpp"
+
+
 def main():
     ap = argparse.ArgumentParser()
     ap.add_argument("--template", required=True)
@@ -137,6 +176,7 @@ def main():
     dupes = [n for n, c in collections.Counter(names).items() if c > 1]
     if dupes:
         raise SystemExit(f"duplicate primitive names: {dupes[:5]}")
+    check_aliases(members)
 
     out = opts.out
     write_if_changed(os.path.join(out, "include", "olvm.h"), header(opts.template, members))
@@ -146,23 +186,23 @@ def main():
     write_if_changed(os.path.join(out, "olvm.map"),
                      "{\n  global:\n" + "".join(f"    {n};\n" for n in exported)
                      + "  local:\n    *;\n};\n")
-    rows = [f"{VERSION_FUNCTION}\t0\t"] + [
-        f"{m.name}\t{m.words}\t{','.join(a.name for a in m.args)}" for m in members]
+    rows = [f"{VERSION_FUNCTION}\t0\t\t"] + [
+        f"{m.name}\t{m.words}\t{','.join(a.name for a in m.args)}\t{m.alias_of or ''}"
+        for m in members]
     write_if_changed(os.path.join(out, "members.tsv"), "\n".join(rows) + "\n")
 
     groups = collections.OrderedDict()
     for m in members:
         groups.setdefault((m.header, m.family, m.type), []).append(m)
     for (header_name, family, type_), ms in groups.items():
-        group_name = header_name.split("/")[0]
-        path = os.path.join(out, "src", f"{group_name}_{family.lower()}_{type_}.cpp")
+        path = os.path.join(out, "src", _source_name(header_name, family, type_))
         write_if_changed(path, definitions(ms, header_name))
 
     write_if_changed(os.path.join(out, "tests", "members.inc"), test_table(members))
     write_if_changed(os.path.join(out, "tests", "args.inc"), args_record(members))
 
     # The list of definition files, for the build system.
-    files = sorted(f"src/{h.split('/')[0]}_{f.lower()}_{t}.cpp" for (h, f, t) in groups)
+    files = sorted("src/" + _source_name(h, f, t) for (h, f, t) in groups)
     write_if_changed(os.path.join(out, "sources.txt"), "\n".join(files) + "\n")
 
 

@@ -56,6 +56,9 @@ class Member:
     args: list           # [Arg]
     body: str            # C++ statement list of the definition (returns OlvResult)
     operands: list = field(default_factory=list)  # [Operand], sources then destination
+    # The name of another member whose routine this name exports a second time (same
+    # arguments, same address); its own body is then unused.
+    alias_of: str | None = None
 
     @property
     def words(self):
