@@ -99,13 +99,13 @@ void check(const MemberInfo& m, unsigned width, unsigned height, Placement how, 
     // tie for the first pivot (the earlier row must win).
     const bool generic_det = family == "Det" && !m.size;
     Placed& src = c.op("src");
-    if (generic_det && n > 1)
-        for (unsigned obj = 0; obj < c.count; ++obj)
-            if (obj == 1 || how.negative) {
-                for (unsigned j = 0; j < n; ++j) src.set(obj, n - 1, j, src.get(obj, 0, j));
-            } else if (obj == c.count - 1) {
-                src.set(obj, 0, 0, 128), src.set(obj, n - 1, 0, -128);
-            }
+    for (unsigned obj = 0; generic_det && n > 1 && obj < c.count; ++obj) {
+        if (obj == 1 || how.negative) {
+            for (unsigned j = 0; j < n; ++j) src.set(obj, n - 1, j, src.get(obj, 0, j));
+        } else if (obj == c.count - 1) {
+            src.set(obj, 0, 0, 128), src.set(obj, n - 1, 0, -128);
+        }
+    }
     c.snapshot_all();
     const std::string what = std::string(m.name) + " " + std::to_string(c.height) + "x" + std::to_string(n);
     ASSERT_EQ(c.run(), olvResultOk) << what;
