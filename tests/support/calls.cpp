@@ -4,6 +4,7 @@
 #include <stdexcept>
 #include <string>
 
+#include "characteristic_calls.h"
 #include "lu_calls.h"
 #include "matvec_calls.h"
 #include "movement_call.h"
@@ -66,6 +67,9 @@ Call lu(const MemberInfo& m, Rng& rng, unsigned count) {
 
 Call vector_algebra(const MemberInfo& m, Rng& rng, unsigned count) { return make_vector_call(m, rng, count); }
 Call qr(const MemberInfo& m, Rng& rng, unsigned count) { return make_qr_call(m, rng, count); }
+Call characteristics(const MemberInfo& m, Rng& rng, unsigned count) {
+    return make_characteristics_call(m, rng, count);
+}
 
 struct Factory {
     const char* family;
@@ -80,6 +84,7 @@ const Factory factories[] = {
     {"DotProduct", vector_algebra}, {"L2Norm", vector_algebra}, {"CrossProduct", vector_algebra},
     {"Saxpy", vector_algebra}, {"LComb", vector_algebra},
     {"QRDecomp", qr}, {"QRBackSubst", qr},
+    {"Trace", characteristics}, {"FrobNorm", characteristics}, {"Det", characteristics},
 };
 
 }  // namespace

@@ -29,6 +29,10 @@ enum class EntryTests {
     AllFirst,    // every entry before anything is stored: a failure writes nothing
     TermByTerm,  // the destination entry before its element, source entries before each
                  // term: the element being summed may hold a partial sum
+    Diagonal,    // only the diagonal entries, each just before its element is added: the
+                 // scalar result holds the sum of the elements before it
+    AfterOne,    // while the source is copied into scratch, after the scalar result was
+                 // set to 1: it holds 1
 };
 
 struct Expectations {
@@ -39,6 +43,8 @@ struct Expectations {
     std::function<unsigned(Call&, const std::string& role)> entries = [](Call& c, const std::string& role) {
         return c.op(role).rows() * c.op(role).cols();
     };
+    // Whether P/PS2 array tables are tested before count (or only while computing).
+    bool entries_before_count = true;
     OlvResult count_zero = olvResultOk;
     EntryTests single_entries = EntryTests::PerElement;
     // TermByTerm: the first destination element (row-major) that reads entry k of source
@@ -162,6 +168,27 @@ const Departure departures[] = {
              return role == "src2" ? c.width : common(c, role);
          };
      }},
+    {"Trace P members test only the diagonal entries, each as its element is added",
+     [](const MemberInfo& m) { return is_family(m, "Trace") && std::string(m.layout) == "P"; },
+     [](Expectations& e, const MemberInfo&) {
+         e.single_entries = EntryTests::Diagonal;
+         e.entries_before_count = false;
+     }},
+    {"FrobNorm P members test each entry as its element is squared and store only at the end",
+     [](const MemberInfo& m) { return is_family(m, "FrobNorm") && std::string(m.layout) == "P"; },
+     [](Expectations& e, const MemberInfo&) {
+         e.single_entries = EntryTests::AllFirst;
+         e.entries_before_count = false;
+     }},
+    {"generic Det P members test entries while copying, after storing 1 in the result",
+     [](const MemberInfo& m) { return is_family(m, "Det") && std::string(m.layout) == "P" && m.size == 0; },
+     [](Expectations& e, const MemberInfo&) {
+         e.single_entries = EntryTests::AfterOne;
+         e.entries_before_count = false;
+     }},
+    {"fixed-size Det members test every P entry before computing",
+     [](const MemberInfo& m) { return is_family(m, "Det") && m.size != 0; },
+     [](Expectations& e, const MemberInfo&) { e.single_entries = EntryTests::AllFirst; }},
 };
 
 Expectations expectations(const MemberInfo& m) {
@@ -235,6 +262,23 @@ void expect_elements(Call& c, Call& twin, unsigned k, bool partial, const std::s
     EXPECT_FALSE(d.changed_outside_elements()) << why;
 }
 
+// Single objects with a scalar result whose source entry k was nulled: Diagonal members
+// fail only on a diagonal entry, holding the sum of the diagonal before it (the whole sum
+// otherwise); AfterOne members fail holding 1.
+void expect_scalar_result(Call& c, unsigned k, EntryTests how, const std::string& why) {
+    const unsigned n = c.op("src").cols(), i = k / n;
+    const bool fails = how == EntryTests::AfterOne || k % n == i;
+    EXPECT_EQ(c.run(), fails ? olvResultNullPointer : olvResultOk) << why;
+    double want = 1.0;
+    if (how == EntryTests::Diagonal) {
+        want = 0.0;
+        for (unsigned d = 0; d < (fails ? i : n); ++d) want += c.used("src", 0, d, d);
+    }
+    const std::size_t es = c.m->elem_size();
+    EXPECT_TRUE(same_bits(c.op("dstVal").get(0, 0, 0), round_to(want, es), es)) << why;
+    EXPECT_FALSE(c.op("src").any_changed()) << why;
+}
+
 template <class F>
 void for_each_member(F f) {
     int checked = 0;
@@ -298,7 +342,7 @@ TEST(ValidationSweep, TableEntriesBeforeCount) {
                 Call c = fresh(m, 3);
                 c.op(o.role).table()[k] = nullptr;
                 c.args.count = 0;
-                const OlvResult want = k < entries ? olvResultNullPointer : e.count_zero;
+                const OlvResult want = k < entries && e.entries_before_count ? olvResultNullPointer : e.count_zero;
                 const std::string step = "null " + o.role + " entry " + std::to_string(k);
                 EXPECT_EQ(c.run(), want) << what(m, step);
                 EXPECT_TRUE(c.nothing_written()) << what(m, step);
@@ -354,6 +398,10 @@ TEST(ValidationSweep, SingleObjectEntriesWhileComputing) {
             const unsigned k = static_cast<unsigned>(rng() % tested);
             p.table()[k] = nullptr;
             const std::string step = "null " + o.role + " entry " + std::to_string(k);
+            if (e.single_entries == EntryTests::Diagonal || e.single_entries == EntryTests::AfterOne) {
+                expect_scalar_result(c, k, e.single_entries, what(m, step));
+                continue;
+            }
             EXPECT_EQ(c.run(), olvResultNullPointer) << what(m, step);
             if (e.single_entries == EntryTests::AllFirst) {
                 EXPECT_TRUE(c.nothing_written()) << what(m, step);

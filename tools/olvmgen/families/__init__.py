@@ -2,7 +2,7 @@
 
 Adding a family means adding its module here and writing its kernel once.
 """
-from . import decomp, elementwise, matvec, movement, products, qr, vector
+from . import characteristics, decomp, elementwise, matvec, movement, products, qr, vector
 
 # (name of the generated translation-unit group, member generator, kernel header)
 FAMILIES = [
@@ -24,6 +24,9 @@ FAMILIES = [
     ("vector", vector.lcomb_members, "vector/saxpy.h"),
     ("decomp", qr.qr_decomp_members, "decomp/qr.h"),
     ("decomp", qr.qr_back_subst_members, "decomp/qr_solve.h"),
+    ("characteristics", characteristics.trace_members, "characteristics/trace.h"),
+    ("characteristics", characteristics.frob_norm_members, "characteristics/frobnorm.h"),
+    ("characteristics", characteristics.det_members, "characteristics/det.h"),
 ]
 
 
