@@ -7,21 +7,16 @@
 #include "harness.h"
 #include "stack_entry.h"
 
-#if defined(__i386__) && defined(__ELF__)
+#if OLVMTEST_SHIFTED_ENTRY
 // Callee-clean, two argument words: stores the second through the first and returns the
 // stack pointer it was entered with.
-asm(R"(
-    .text
-    .local olvmtest_entry_probe
-    .type olvmtest_entry_probe, @function
-olvmtest_entry_probe:
+asm(".text\n" OLVMTEST_ASM_FUNCTION(olvmtest_entry_probe) R"(
     movl 4(%esp), %eax
     movl 8(%esp), %ecx
     movl %ecx, (%eax)
     movl %esp, %eax
     ret $8
-    .size olvmtest_entry_probe, .-olvmtest_entry_probe
-)");
+)" OLVMTEST_ASM_END(olvmtest_entry_probe));
 extern "C" void olvmtest_entry_probe();
 using Probe = std::int32_t(__attribute__((stdcall))*)(void*, unsigned);
 #endif
@@ -31,7 +26,7 @@ namespace {
 
 TEST(StackEntry, EachShiftEntersAtItsOffsetWithTheArgumentsIntact) {
     if (!entry_shift_supported()) GTEST_SKIP() << "only 32-bit x86 moves the stack";
-#if defined(__i386__) && defined(__ELF__)
+#if OLVMTEST_SHIFTED_ENTRY
     const Thunk thunk = [](void* fn, const Args& a) -> OlvResult {
         return reinterpret_cast<Probe>(fn)(a.pDst, a.count);
     };

@@ -1,6 +1,6 @@
 # 32-bit Windows, cross-built with the i686 MinGW-w64 toolchain (Debian g++-mingw-w64-i686).
-# Produces olvmpx.dll and its import library; the test suite is not built (it loads the
-# library with dlopen), the DLL's export table is checked instead.
+# Produces olvmpx.dll and its import library, and the test suite as a Windows program that
+# loads the DLL; the tests run it under wine (Debian wine, wine32:i386).
 #
 #   cmake -S . -B build-win32 -G Ninja -DCMAKE_TOOLCHAIN_FILE=cmake/toolchains/i686-w64-mingw32.cmake
 set(CMAKE_SYSTEM_NAME Windows)

@@ -2,13 +2,13 @@
 //
 // Two designs share the family:
 //   - generic order n: the adjugate divided by the determinant, every determinant (the
-//     matrix's and the n*n minors') found by Gaussian elimination with row pivoting in the
-//     caller's buffer: n*n elements of the working matrix, then n 32-bit row indices;
+//     matrix's and the n*n minors') found by the generic determinant's elimination with
+//     row pivoting (eliminate.h) in the caller's buffer;
 //   - fixed orders: closed cofactor formulas for 3x3 and 4x4, a column-pivoted block
 //     inversion for 5x5 and 6x6.
 // The generic, 3x3 and 4x4 designs read the source again after they have begun writing,
-// so source and destination must not overlap. Array objects are inverted in order; the first singular
-// one ends the call.
+// so source and destination must not overlap. Array objects are inverted in order; the
+// first singular one ends the call.
 //
 // 32f: every product and sum is formed in double from the widened elements; the working
 // matrix of the generic order is stored in single precision (each elimination update is
@@ -20,103 +20,50 @@
 #include <cstddef>
 #include <utility>
 
+#include "characteristics/eliminate.h"
 #include "frame/checks.h"
 #include "frame/layout.h"
 
 namespace olvm::characteristics {
 
-// Zero tests: the magnitude of an elimination pivot (generic order) and the open band
-// around zero that rejects a determinant (fixed orders).
+// A fixed-order determinant inside the open band (-band, band) is singular; a band limit
+// itself and a NaN pass.
 template <class T>
-struct Thresholds;
-template <>
-struct Thresholds<float> {
-    static constexpr double pivot = 1.1920928955078125e-07;
-    static constexpr double band = 1e-07;
-};
-template <>
-struct Thresholds<double> {
-    static constexpr double pivot = 2.220446049250313e-16;
-    static constexpr double band = 1e-15;
-};
+inline constexpr double singular_band = sizeof(T) == 4 ? 1e-07 : 1e-15;
 
-// Inside the open band (-band, band): singular. A band limit itself and a NaN pass.
 OLVM_INLINE bool in_band(double d, double band) { return -band < d && d < band; }
 
 // ---------------------------------------------------------------------------------------
-// Generic order: elimination in the working matrix
+// Generic order: the elimination of eliminate.h on the matrix and on each minor
 
-// Eliminates the `order` x `order` matrix held in the working rows (row r at w + r*stride)
-// through the index vector `idx`, which it first sets to 0, 1, 2, ...; rows are never
-// moved. For each column k < order - 1 the pivot row is the first of the largest
-// magnitude (a later row must be strictly larger), an exchange of index entries negates
-// `sign`, and `pivot(p)` receives the pivot once it has passed its test. Returns false at
-// the first pivot whose magnitude is below `tiny` (equal passes, a NaN passes). Column k
-// below the pivot is left as it was.
-template <class T, class OnPivot>
-OLVM_INLINE bool eliminate(T* w, unsigned stride, unsigned* idx, unsigned order, double tiny, double& sign,
-                           OnPivot&& pivot) {
-    auto W = [&](unsigned row, unsigned col) -> T& { return w[std::size_t(row) * stride + col]; };
-    for (unsigned i = 0; i < order; ++i) idx[i] = i;
-    sign = 1.0;
-    for (unsigned k = 0; k + 1 < order; ++k) {
-        unsigned best = k;
-        T largest = std::fabs(W(idx[k], k));
-        for (unsigned j = k + 1; j < order; ++j) {
-            const T m = std::fabs(W(idx[j], k));
-            if (m > largest) {
-                largest = m;
-                best = j;
-            }
-        }
-        if (best != k) {
-            std::swap(idx[k], idx[best]);
-            sign = -sign;
-        }
-        const double p = static_cast<double>(W(idx[k], k));
-        if (tiny > std::fabs(p)) return false;
-        for (unsigned j = k + 1; j < order; ++j) {
-            const double minus_f = -(static_cast<double>(W(idx[j], k)) / p);
-            for (unsigned c = k + 1; c < order; ++c)
-                W(idx[j], c) = static_cast<T>(static_cast<double>(W(idx[j], c)) +
-                                              minus_f * static_cast<double>(W(idx[k], c)));
-        }
-        pivot(p);
-    }
-    return true;
-}
-
-// The last pivot of an eliminated matrix fails on equality too (unlike the earlier ones).
-OLVM_INLINE bool last_pivot_fails(double q, double tiny) { return std::fabs(q) <= tiny; }
-
-// Determinant of the eliminated order-`order` matrix in the working rows: the product of
-// the pivots, times (last pivot * sign). False when a pivot fails its test.
+// Determinant of the order-`order` matrix held in the scratch rows: the product of the
+// pivots (kept in double), times (last pivot * sign). False when a pivot fails its test.
 template <class T>
-OLVM_INLINE bool eliminated_det(T* w, unsigned stride, unsigned* idx, unsigned order, double& det) {
-    const double tiny = Thresholds<T>::pivot;
+OLVM_INLINE bool eliminated_det(const Scratch<T>& s, unsigned order, double& det) {
+    s.reset_index(order);
     double product = 1.0, sign = 1.0;
-    if (!eliminate(w, stride, idx, order, tiny, sign, [&](double p) { product = product * p; })) return false;
-    const double q = static_cast<double>(w[std::size_t(idx[order - 1]) * stride + order - 1]);
-    if (last_pivot_fails(q, tiny)) return false;
-    det = product * (q * sign);
+    if (eliminate(s, order, sign, [&](T p) { product = product * frame::widen(p); }) != order - 1) return false;
+    const T q = s.logical(order - 1, order - 1);
+    if (last_pivot_fails(q)) return false;
+    det = product * (frame::widen(q) * sign);
     return true;
 }
 
-// Object `obj` of the generic order n, with `w` the working matrix and `idx` its index
-// vector. `CheckEntries`: a single P source tests each table entry as it is copied.
-template <bool CheckEntries, class Src, class Dst>
+// Object `obj` of the generic order n. `EntriesWhileCopying`: a P source tests each table
+// entry as it is copied into the working matrix.
+template <bool EntriesWhileCopying, class Src, class Dst>
 OLVM_INLINE OlvResult invert_generic_object(const Src& src, unsigned obj, unsigned n,
-                                            typename Dst::Value* w, unsigned* idx, const Dst& dst) {
+                                            const Scratch<typename Dst::Value>& s, const Dst& dst) {
     using T = typename Dst::Value;
     for (unsigned i = 0; i < n; ++i)
         for (unsigned j = 0; j < n; ++j) {
-            if constexpr (CheckEntries) {
-                if (frame::entry_null(src, i * n + j)) return olvResultNullPointer;
+            if constexpr (EntriesWhileCopying) {
+                if (frame::held_entry_null(src, i, j, n)) return olvResultNullPointer;
             }
-            w[std::size_t(i) * n + j] = *src.at(obj, i, j, n);
+            s.at(i, j) = *src.at(obj, i, j, n);
         }
     double det = 0.0;
-    if (!eliminated_det(w, n, idx, n, det)) return olvResultZeroDivisor;
+    if (!eliminated_det(s, n, det)) return olvResultZeroDivisor;
     const double inv_det = 1.0 / det;
 
     // Cofactors of source row i fill destination column i. Each minor is built from the
@@ -128,33 +75,37 @@ OLVM_INLINE OlvResult invert_generic_object(const Src& src, unsigned obj, unsign
             if (n > 1) {
                 for (unsigned r = 0; r + 1 < n; ++r)
                     for (unsigned c = 0; c + 1 < n; ++c)
-                        w[std::size_t(r) * n + c] = *src.at(obj, r < i ? r : r + 1, c < j ? c : c + 1, n);
-                if (!eliminated_det(w, n, idx, n - 1, minor)) minor = 0.0;
+                        s.at(r, c) = *src.at(obj, r < i ? r : r + 1, c < j ? c : c + 1, n);
+                if (!eliminated_det(s, n - 1, minor)) minor = 0.0;
             }
-            const double s = (i + j) % 2 ? -1.0 : 1.0;
-            *dst.at(obj, j, i, n) = static_cast<T>((minor * inv_det) * s);
+            const double sign = (i + j) % 2 ? -1.0 : 1.0;
+            *dst.at(obj, j, i, n) = static_cast<T>((minor * inv_det) * sign);
         }
     return olvResultOk;
 }
 
-// Generic order: `buffer` holds size*size elements followed by size 32-bit row indices.
-template <class Mode, class Src, class Dst>
+// Generic order: `buffer` holds scratch_bytes<T>(size) bytes (W, then the row indices).
+// `EntriesWhileCopying` (P members): the destination table's entries are tested after
+// `count`, before the first object, and the source's while each object is copied; the
+// other table layouts test every entry before `count`.
+template <bool EntriesWhileCopying, class Mode, class Src, class Dst>
 OLVM_INLINE OlvResult invert(Mode mode, unsigned size, Src src, typename Dst::Value* buffer, Dst dst) {
     if (frame::any_null(src, dst) || buffer == nullptr) return olvResultNullPointer;
     if (size == 0) return olvResultBadSize;
     const unsigned entries = size * size;
-    if constexpr (Mode::array) {
+    if constexpr (!EntriesWhileCopying) {
         if (frame::tables_null(entries, src, dst)) return olvResultNullPointer;
+    }
+    if constexpr (Mode::array) {
         if (mode.count == 0) return olvResultOk;
-    } else {
-        // A single P destination has all its entries tested before anything is read; the
-        // source entries are tested one by one while the source is copied.
+    }
+    if constexpr (EntriesWhileCopying) {
         if (frame::table_null(dst, entries)) return olvResultNullPointer;
     }
-    unsigned* idx = reinterpret_cast<unsigned*>(buffer + entries);
+    const auto s = Scratch<typename Dst::Value>::over(buffer, size);
     for (unsigned n = 0; n < mode.count; ++n) {
         if (frame::objects_null(n, src, dst)) return olvResultNullPointer;
-        const OlvResult r = invert_generic_object<!Mode::array>(src, n, size, buffer, idx, dst);
+        const OlvResult r = invert_generic_object<EntriesWhileCopying>(src, n, size, s, dst);
         if (r != olvResultOk) return r;
     }
     return olvResultOk;
@@ -179,7 +130,7 @@ OLVM_INLINE OlvResult invert3(const Src& src, unsigned n, const Dst& dst) {
     const double d = a(0, 0) * (a(1, 1) * a(2, 2) - a(1, 2) * a(2, 1)) +
                      (a(1, 2) * a(2, 0) - a(2, 2) * a(1, 0)) * a(0, 1) +
                      (a(1, 0) * a(2, 1) - a(1, 1) * a(2, 0)) * a(0, 2);
-    if (in_band(d, Thresholds<T>::band)) return olvResultZeroDivisor;
+    if (in_band(d, singular_band<T>)) return olvResultZeroDivisor;
     const double r = 1.0 / d;
     auto put = [&](unsigned i, unsigned j, double v) { *dst.at(n, i, j, 3u) = static_cast<T>(v * r); };
     put(0, 0, a(1, 1) * a(2, 2) - a(1, 2) * a(2, 1));
@@ -211,7 +162,7 @@ OLVM_INLINE OlvResult invert4(const Src& src, unsigned n, const Dst& dst) {
         }
     auto adj = [&](unsigned j) { return static_cast<double>(*D(0, j)); };
     const double d = a(1, 0) * adj(1) + a(2, 0) * adj(2) + a(3, 0) * adj(3) + a(0, 0) * adj(0);
-    if (in_band(d, Thresholds<T>::band)) return olvResultZeroDivisor;
+    if (in_band(d, singular_band<T>)) return olvResultZeroDivisor;
     const double r = 1.0 / d;
     for (unsigned i = 0; i < 4; ++i)
         for (unsigned j = 0; j < 4; ++j) *D(i, j) = static_cast<T>(static_cast<double>(*D(i, j)) * r);
@@ -226,7 +177,7 @@ template <unsigned N, class Src, class Dst>
 OLVM_INLINE OlvResult invert_blocks(const Src& src, unsigned n, const Dst& dst) {
     using T = typename Dst::Value;
     constexpr unsigned K = N - 3, M = 3;
-    constexpr double band = Thresholds<T>::band;
+    constexpr double band = singular_band<T>;
     double a[N][N];
     for (unsigned i = 0; i < N; ++i)
         for (unsigned j = 0; j < N; ++j) a[i][j] = static_cast<double>(*src.at(n, i, j, N));

@@ -8,8 +8,8 @@
 //      single-object P entries just before each element (element_null, or
 //      held_entry_null for the entries a product reads term by term).
 //
-// Each helper takes any mix of operands and constants and applies only to the
-// descriptors it concerns, so a kernel calls every step unconditionally.
+// Each helper takes any mix of operands, constants and plain result pointers and applies
+// only to the descriptors it concerns, so a kernel calls every step unconditionally.
 #pragma once
 
 #include "frame/layout.h"
@@ -47,6 +47,15 @@ struct Traits<Operand<D, Trans>> {
         (void)x, (void)k;
         return false;
     }
+};
+
+// A plain result pointer (the scalar results of pDstVal or pDst): tested for null, no table.
+template <class T>
+struct Traits<T*> {
+    static bool null(T* p) { return p == nullptr; }
+    static bool any_entry_null(T*, unsigned) { return false; }
+    static bool object_null(T*, unsigned) { return false; }
+    static bool entry_null(T*, unsigned) { return false; }
 };
 
 }  // namespace detail

@@ -5,10 +5,13 @@
 #include <string>
 
 #include "invert_call.h"
+#include "characteristic_calls.h"
 #include "lu_calls.h"
 #include "matvec_calls.h"
 #include "movement_call.h"
 #include "product_call.h"
+#include "vector_call.h"
+#include "qr_calls.h"
 
 namespace olvmtest {
 
@@ -66,6 +69,11 @@ Call lu(const MemberInfo& m, Rng& rng, unsigned count) {
 Call invert(const MemberInfo& m, Rng& rng, unsigned count) {
     return make_invert_call(m, m.size ? unsigned(m.size) : 3, count, rng);
 }
+Call vector_algebra(const MemberInfo& m, Rng& rng, unsigned count) { return make_vector_call(m, rng, count); }
+Call qr(const MemberInfo& m, Rng& rng, unsigned count) { return make_qr_call(m, rng, count); }
+Call characteristics(const MemberInfo& m, Rng& rng, unsigned count) {
+    return make_characteristics_call(m, rng, count);
+}
 
 struct Factory {
     const char* family;
@@ -77,6 +85,10 @@ const Factory factories[] = {
     {"LUDecomp", lu},     {"LUBackSubst", lu},  {"Invert", invert},
     {"Copy", make_movement_call}, {"Extract", make_movement_call},
     {"LoadIdentity", make_movement_call}, {"Transpose", make_movement_call},
+    {"DotProduct", vector_algebra}, {"L2Norm", vector_algebra}, {"CrossProduct", vector_algebra},
+    {"Saxpy", vector_algebra}, {"LComb", vector_algebra},
+    {"QRDecomp", qr}, {"QRBackSubst", qr},
+    {"Trace", characteristics}, {"FrobNorm", characteristics}, {"Det", characteristics},
 };
 
 }  // namespace

@@ -1,7 +1,15 @@
 #include "harness.h"
 #include "stack_entry.h"
 
+#if defined(_WIN32)
+#ifndef NOMINMAX
+#define NOMINMAX
+#endif
+#define WIN32_LEAN_AND_MEAN
+#include <windows.h>
+#else
 #include <dlfcn.h>
+#endif
 
 #include <algorithm>
 #include <cmath>
@@ -52,6 +60,20 @@ const MemberInfo& member(const std::string& name) {
     return *it->second;
 }
 
+// The one platform seam: the shared library is opened and searched by the system's own
+// loader, so every primitive is reached by the name the library really exports.
+#if defined(_WIN32)
+void* symbol(const std::string& name) {
+    static HMODULE lib = [] {
+        HMODULE h = LoadLibraryA(OLVM_LIBRARY_PATH);
+        if (!h)
+            throw std::runtime_error("cannot open library " OLVM_LIBRARY_PATH ": error " +
+                                     std::to_string(GetLastError()));
+        return h;
+    }();
+    return reinterpret_cast<void*>(GetProcAddress(lib, name.c_str()));
+}
+#else
 void* symbol(const std::string& name) {
     static void* lib = [] {
         void* h = dlopen(OLVM_LIBRARY_PATH, RTLD_NOW | RTLD_LOCAL);
@@ -60,6 +82,7 @@ void* symbol(const std::string& name) {
     }();
     return dlsym(lib, name.c_str());
 }
+#endif
 
 void null_base(Args& a, const std::string& role) {
     RoleFields f = a.role(role);

@@ -2,7 +2,7 @@
 
 namespace olvmtest {
 
-#if defined(__i386__) && defined(__ELF__)
+#if OLVMTEST_SHIFTED_ENTRY
 
 namespace {
 struct EntryState {
@@ -12,7 +12,7 @@ struct EntryState {
 thread_local EntryState state;
 }  // namespace
 
-extern "C" __attribute__((visibility("hidden"), used)) EntryState* olvmtest_entry_state() {
+extern "C" OLVMTEST_ASM_CALLED EntryState* olvmtest_entry_state() {
     return &state;
 }
 
@@ -21,19 +21,14 @@ extern "C" __attribute__((visibility("hidden"), used)) EntryState* olvmtest_entr
 // the stack, placed so that the call leaves the stack pointer `shift` bytes below its
 // usual alignment, calls the primitive, and returns popping exactly as many bytes as the
 // callee-clean primitive popped. Registers the caller relies on are preserved.
-asm(R"(
-    .text
-    .p2align 4
-    .local olvmtest_shifted_entry
-    .type olvmtest_shifted_entry, @function
-olvmtest_shifted_entry:
+asm(".text\n.p2align 4\n" OLVMTEST_ASM_FUNCTION(olvmtest_shifted_entry) R"(
     pushl %ebp
     movl %esp, %ebp
     pushl %ebx
     pushl %esi
     pushl %edi
     andl $-16, %esp
-    call olvmtest_entry_state
+    call )" OLVMTEST_ASM_NAME(olvmtest_entry_state) R"(
     movl (%eax), %edx
     movl 4(%eax), %ecx
     subl $256, %esp
@@ -55,8 +50,7 @@ olvmtest_shifted_entry:
     popl %edx
     addl %ecx, %esp
     jmp *%edx
-    .size olvmtest_shifted_entry, .-olvmtest_shifted_entry
-)");
+)" OLVMTEST_ASM_END(olvmtest_shifted_entry));
 
 extern "C" void olvmtest_shifted_entry();
 

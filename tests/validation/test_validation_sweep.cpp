@@ -26,20 +26,27 @@ namespace {
 // How single-object P members test their table entries.
 enum class EntryTests {
     PerElement,  // element k's entries just before element k: earlier elements are written
-    AllFirst,    // every entry before anything is computed: a failure writes nothing
+    AllFirst,    // every entry before anything is stored: a failure writes nothing
     TermByTerm,  // the destination entry before its element, source entries before each
                  // term: the element being summed may hold a partial sum
-    WhileCopying,  // source entries as the source is copied into scratch: a failure writes
-                   // nothing but scratch
+    Diagonal,    // only the diagonal entries, each just before its element is added: the
+                 // scalar result holds the sum of the elements before it
+    AfterOne,    // while the source is copied into scratch, after the scalar result was
+                 // set to 1: it holds 1
+    WhileCopying,  // destination entries first, then source entries as the source is
+                   // copied into scratch: a failure writes nothing but scratch
 };
 
 struct Expectations {
     // Whether a generic member tests this size argument for zero.
     std::function<bool(const std::string& size)> size_tested = [](const std::string&) { return true; };
-    // Entries of a P/PS2 array table tested before count.
+    // Entries of a P/PS2 table tested: before count in array members, before computing
+    // in single-object members whose entry tests come all first.
     std::function<unsigned(Call&, const std::string& role)> entries = [](Call& c, const std::string& role) {
         return c.op(role).rows() * c.op(role).cols();
     };
+    // Whether P/PS2 array tables are tested before count (or only while computing).
+    bool entries_before_count = true;
     OlvResult count_zero = olvResultOk;
     EntryTests single_entries = EntryTests::PerElement;
     // TermByTerm: the first destination element (row-major) that reads entry k of source
@@ -77,6 +84,10 @@ bool is_lu(const MemberInfo& m) {
     return f == "LUDecomp" || f == "LUBackSubst";
 }
 
+bool is_qr(const MemberInfo& m) {
+    const std::string f = m.family;
+    return f == "QRDecomp" || f == "QRBackSubst";
+}
 bool is_invert(const MemberInfo& m) { return std::string(m.family) == "Invert"; }
 
 // The families' departures from the common order.
@@ -148,12 +159,52 @@ const Departure departures[] = {
     {"single-matrix Transpose tests each element's entries as it moves it, in source order",
      [](const MemberInfo& m) { return is_family(m, "Transpose"); },
      [](Expectations& e, const MemberInfo&) { e.source_order = true; }},
+    {"single dot products and norms test entries while summing and store only at the end",
+     [](const MemberInfo& m) { return is_family(m, "DotProduct") || is_family(m, "L2Norm"); },
+     [](Expectations& e, const MemberInfo&) { e.single_entries = EntryTests::AllFirst; }},
+    {"single cross products test all nine entries before computing",
+     [](const MemberInfo& m) { return is_family(m, "CrossProduct"); },
+     [](Expectations& e, const MemberInfo&) { e.single_entries = EntryTests::AllFirst; }},
+    {"QR decompositions and solvers test every single-object entry before computing", is_qr,
+     [](Expectations& e, const MemberInfo&) { e.single_entries = EntryTests::AllFirst; }},
+    {"QR solvers test only the first width right-hand-side entries",
+     [](const MemberInfo& m) { return std::string(m.family) == "QRBackSubst"; },
+     [](Expectations& e, const MemberInfo&) {
+         const auto common = e.entries;
+         e.entries = [common](Call& c, const std::string& role) {
+             return role == "src2" ? c.width : common(c, role);
+         };
+     }},
+    {"Trace P members test only the diagonal entries, each as its element is added",
+     [](const MemberInfo& m) { return is_family(m, "Trace") && std::string(m.layout) == "P"; },
+     [](Expectations& e, const MemberInfo&) {
+         e.single_entries = EntryTests::Diagonal;
+         e.entries_before_count = false;
+     }},
+    {"FrobNorm P members test each entry as its element is squared and store only at the end",
+     [](const MemberInfo& m) { return is_family(m, "FrobNorm") && std::string(m.layout) == "P"; },
+     [](Expectations& e, const MemberInfo&) {
+         e.single_entries = EntryTests::AllFirst;
+         e.entries_before_count = false;
+     }},
+    {"generic Det P members test entries while copying, after storing 1 in the result",
+     [](const MemberInfo& m) { return is_family(m, "Det") && std::string(m.layout) == "P" && m.size == 0; },
+     [](Expectations& e, const MemberInfo&) {
+         e.single_entries = EntryTests::AfterOne;
+         e.entries_before_count = false;
+     }},
+    {"fixed-size Det members test every P entry before computing",
+     [](const MemberInfo& m) { return is_family(m, "Det") && m.size != 0; },
+     [](Expectations& e, const MemberInfo&) { e.single_entries = EntryTests::AllFirst; }},
     {"fixed-size inversions test source and destination entries in pairs before any arithmetic",
      [](const MemberInfo& m) { return is_invert(m) && m.size; },
      [](Expectations& e, const MemberInfo&) { e.single_entries = EntryTests::AllFirst; }},
-    {"generic inversions test destination entries first, source entries while copying them",
-     [](const MemberInfo& m) { return is_invert(m) && !m.size; },
-     [](Expectations& e, const MemberInfo&) { e.single_entries = EntryTests::WhileCopying; }},
+    {"generic Invert P members test destination entries, then source entries while copying",
+     [](const MemberInfo& m) { return is_invert(m) && std::string(m.layout) == "P" && m.size == 0; },
+     [](Expectations& e, const MemberInfo&) {
+         e.single_entries = EntryTests::WhileCopying;
+         e.entries_before_count = false;
+     }},
     {"inversions fail on a singular matrix, ending an array there", is_invert,
      [](Expectations& e, const MemberInfo&) { e.zero_object = olvResultZeroDivisor; }},
     {"4x4 inversions leave the adjugate of a singular matrix in the destination",
@@ -233,6 +284,23 @@ void expect_elements(Call& c, Call& twin, unsigned k, bool partial, const std::s
     EXPECT_FALSE(d.changed_outside_elements()) << why;
 }
 
+// Single objects with a scalar result whose source entry k was nulled: Diagonal members
+// fail only on a diagonal entry, holding the sum of the diagonal before it (the whole sum
+// otherwise); AfterOne members fail holding 1.
+void expect_scalar_result(Call& c, unsigned k, EntryTests how, const std::string& why) {
+    const unsigned n = c.op("src").cols(), i = k / n;
+    const bool fails = how == EntryTests::AfterOne || k % n == i;
+    EXPECT_EQ(c.run(), fails ? olvResultNullPointer : olvResultOk) << why;
+    double want = 1.0;
+    if (how == EntryTests::Diagonal) {
+        want = 0.0;
+        for (unsigned d = 0; d < (fails ? i : n); ++d) want += c.used("src", 0, d, d);
+    }
+    const std::size_t es = c.m->elem_size();
+    EXPECT_TRUE(same_bits(c.op("dstVal").get(0, 0, 0), round_to(want, es), es)) << why;
+    EXPECT_FALSE(c.op("src").any_changed()) << why;
+}
+
 template <class F>
 void for_each_member(F f) {
     int checked = 0;
@@ -296,7 +364,7 @@ TEST(ValidationSweep, TableEntriesBeforeCount) {
                 Call c = fresh(m, 3);
                 c.op(o.role).table()[k] = nullptr;
                 c.args.count = 0;
-                const OlvResult want = k < entries ? olvResultNullPointer : e.count_zero;
+                const OlvResult want = k < entries && e.entries_before_count ? olvResultNullPointer : e.count_zero;
                 const std::string step = "null " + o.role + " entry " + std::to_string(k);
                 EXPECT_EQ(c.run(), want) << what(m, step);
                 EXPECT_TRUE(c.nothing_written()) << what(m, step);
@@ -347,9 +415,15 @@ TEST(ValidationSweep, SingleObjectEntriesWhileComputing) {
             if (o.layout != "P" || is_transposed_kind(o.kind)) continue;
             Call c = fresh(m, 1);
             Placed& p = c.op(o.role);
-            const unsigned k = static_cast<unsigned>(rng() % (p.rows() * p.cols()));
+            const unsigned tested = e.single_entries == EntryTests::AllFirst ? e.entries(c, o.role)
+                                                                             : p.rows() * p.cols();
+            const unsigned k = static_cast<unsigned>(rng() % tested);
             p.table()[k] = nullptr;
             const std::string step = "null " + o.role + " entry " + std::to_string(k);
+            if (e.single_entries == EntryTests::Diagonal || e.single_entries == EntryTests::AfterOne) {
+                expect_scalar_result(c, k, e.single_entries, what(m, step));
+                continue;
+            }
             EXPECT_EQ(c.run(), olvResultNullPointer) << what(m, step);
             if (e.single_entries == EntryTests::AllFirst) {
                 EXPECT_TRUE(c.nothing_written()) << what(m, step);
@@ -406,8 +480,12 @@ const InPlace in_place_rows[] = {
          return is_constant_product(m) && std::string(m.codes).find('T') == std::string::npos;
      },
      "src"},
+    {"Saxpy and LComb read element i of the sources before writing element i",
+     [](const MemberInfo& m) { return is_family(m, "Saxpy") || is_family(m, "LComb"); }, nullptr},
     {"LU decompositions copy the source before eliminating",
      [](const MemberInfo& m) { return std::string(m.family) == "LUDecomp"; }, "src"},
+    {"QR decompositions copy the source before reducing",
+     [](const MemberInfo& m) { return std::string(m.family) == "QRDecomp"; }, "src"},
 };
 
 TEST(CallingConvention, InPlaceGivesTheResultOfSeparateBuffers) {

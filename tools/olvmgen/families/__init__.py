@@ -2,7 +2,7 @@
 
 Adding a family means adding its module here and writing its kernel once.
 """
-from . import decomp, elementwise, invert, matvec, movement, products
+from . import characteristics, decomp, elementwise, invert, matvec, movement, products, qr, vector
 
 # (name of the generated translation-unit group, member generator, kernel header)
 FAMILIES = [
@@ -17,6 +17,16 @@ FAMILIES = [
     ("products", matvec.gaxpy_members, "products/gaxpy.h"),
     ("decomp", decomp.lu_decomp_members, "decomp/lu.h"),
     ("decomp", decomp.lu_back_subst_members, "decomp/lu_solve.h"),
+    ("vector", vector.dot_product_members, "vector/dot.h"),
+    ("vector", vector.l2_norm_members, "vector/norm.h"),
+    ("vector", vector.cross_product_members, "vector/cross.h"),
+    ("vector", vector.saxpy_members, "vector/saxpy.h"),
+    ("vector", vector.lcomb_members, "vector/saxpy.h"),
+    ("decomp", qr.qr_decomp_members, "decomp/qr.h"),
+    ("decomp", qr.qr_back_subst_members, "decomp/qr_solve.h"),
+    ("characteristics", characteristics.trace_members, "characteristics/trace.h"),
+    ("characteristics", characteristics.frob_norm_members, "characteristics/frobnorm.h"),
+    ("characteristics", characteristics.det_members, "characteristics/det.h"),
     ("characteristics", invert.members, "characteristics/invert.h"),
 ]
 

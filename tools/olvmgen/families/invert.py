@@ -2,7 +2,9 @@
 
 Generic members pass `size` and the scratch buffer `pBuffer` between the source and the
 destination description; fixed-size members (3x3 .. 6x6) pass no size and no buffer.
-`count` comes last in the array members.
+`count` comes last in the array members. Generic P members test their table entries
+while they work (destination first, source entries while copying); every other member
+with tables tests all entries first.
 """
 from ..grammar import (LAYOUTS, MATRIX_SIZES, SINGLE_LAYOUTS, TYPES, Arg, Member, Operand,
                        count_mode, group, member_name, operand_layout, size_text)
@@ -16,7 +18,10 @@ def _invert(codes, type_, size, layout):
     operands = [Operand("src", codes, lay)]
     if size is None:
         middle = [Arg("size", "unsigned int"), Arg("pBuffer", f"{TYPES[type_]}*")]
-        call = f"invert(\n        {mode}, size,\n        {src},\n        pBuffer,\n        {dst});"
+        # P members test the source entries while copying each matrix into the buffer.
+        flag = "true" if layout == "P" else "false"
+        call = (f"invert<{flag}>(\n        {mode}, size,\n        {src},\n        pBuffer,\n"
+                f"        {dst});")
         operands.append(Operand("buffer", "buffer", ""))
     else:
         middle = []
