@@ -32,7 +32,15 @@ def _decomp(codes, type_, size, layout):
                    Operand("index", "index", "", "w")])
 
 
-def _backsubst(codes, type_, size, layout):
+def solver_operands(codes, type_, layout):
+    """The matrix, right-hand side and destination of a back substitution (`mv`, `mva`,
+    `mava`): their kinds and layouts, argument groups and descriptors, and a statement
+    list to put before the kernel call.
+
+    The single factor matrix of `mva` publishes the argument group of an array matrix in
+    the standard and S2 description (object stride included) and the plain P group in the
+    table layouts; its descriptor is that of one matrix, so the object stride is passed
+    but never read."""
     array = codes != "mv"
     mat_kind = "ma" if codes == "mava" else "m"
     vec_kind = "va" if array else "v"
@@ -40,10 +48,6 @@ def _backsubst(codes, type_, size, layout):
     vec_layout = operand_layout(layout, vec_kind)
     prelude = ""
     if codes == "mva":
-        # The single factor matrix publishes the argument group of an array matrix in
-        # the standard and S2 description (object stride included) and the plain P group
-        # in the table layouts; its descriptor is that of one matrix, so the object
-        # stride is passed but never read.
         mat_args, _ = group("src", "ma", mat_layout, type_)
         _, mat = group("src", "m", mat_layout, type_)
         if any(a.name == "srcObjStride" for a in mat_args):
@@ -52,6 +56,17 @@ def _backsubst(codes, type_, size, layout):
         mat_args, mat = group("src", mat_kind, mat_layout, type_)
     rhs_args, rhs = group("src2", vec_kind, vec_layout, type_)
     dst_args, dst = group("dst", vec_kind, vec_layout, type_, writable=True)
+    return dict(array=array, mat_kind=mat_kind, vec_kind=vec_kind, mat_layout=mat_layout,
+                vec_layout=vec_layout, prelude=prelude, mat_args=mat_args, mat=mat,
+                rhs_args=rhs_args, rhs=rhs, dst_args=dst_args, dst=dst)
+
+
+def _backsubst(codes, type_, size, layout):
+    o = solver_operands(codes, type_, layout)
+    array, mat_kind, vec_kind = o["array"], o["mat_kind"], o["vec_kind"]
+    mat_layout, vec_layout, prelude = o["mat_layout"], o["vec_layout"], o["prelude"]
+    mat_args, mat, rhs_args, rhs = o["mat_args"], o["mat"], o["rhs_args"], o["rhs"]
+    dst_args, dst = o["dst_args"], o["dst"]
     index = Arg("pIndex", "const unsigned int*")
     tail, mode, shape = _sizes(size, array)
     per_object = "true" if codes == "mava" else "false"
@@ -65,7 +80,7 @@ def _backsubst(codes, type_, size, layout):
                    Operand("dst", vec_kind, vec_layout), Operand("index", "index", "")])
 
 
-def _each(codes_list, build):
+def each_member(codes_list, build):
     for codes in codes_list:
         single = codes in ("m", "mv")
         for type_ in TYPES:
@@ -75,8 +90,8 @@ def _each(codes_list, build):
 
 
 def lu_decomp_members():
-    yield from _each(["m", "ma"], _decomp)
+    yield from each_member(["m", "ma"], _decomp)
 
 
 def lu_back_subst_members():
-    yield from _each(["mv", "mva", "mava"], _backsubst)
+    yield from each_member(["mv", "mva", "mava"], _backsubst)

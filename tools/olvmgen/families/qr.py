@@ -5,8 +5,9 @@ Both families place the scratch buffer `pBuffer` between the matrix and the next
 operand, and pass `width`, `height` (generic members only) and then `count` last.
 Fixed-size members are square.
 """
-from ..grammar import (LAYOUTS, MATRIX_SIZES, SINGLE_LAYOUTS, TYPES, Arg, Member, Operand,
+from ..grammar import (TYPES, Arg, Member, Operand,
                        group, member_name, operand_layout, size_text)
+from .decomp import each_member, solver_operands
 
 
 def _sizes(size, array):
@@ -38,24 +39,11 @@ def _decomp(codes, type_, size, layout):
 
 
 def _backsubst(codes, type_, size, layout):
-    array = codes != "mv"
-    mat_kind = "ma" if codes == "mava" else "m"
-    vec_kind = "va" if array else "v"
-    mat_layout = operand_layout(layout, mat_kind)
-    vec_layout = operand_layout(layout, vec_kind)
-    prelude = ""
-    if codes == "mva":
-        # The one factor matrix keeps the argument group of an array matrix (object
-        # stride included) in the standard and S2 descriptions; every vector uses the
-        # same matrix, so the object stride is passed but never read.
-        mat_args, _ = group("src", "ma", mat_layout, type_)
-        _, mat = group("src", "m", mat_layout, type_)
-        if any(a.name == "srcObjStride" for a in mat_args):
-            prelude = "(void)srcObjStride;\n    "
-    else:
-        mat_args, mat = group("src", mat_kind, mat_layout, type_)
-    rhs_args, rhs = group("src2", vec_kind, vec_layout, type_)
-    dst_args, dst = group("dst", vec_kind, vec_layout, type_, writable=True)
+    o = solver_operands(codes, type_, layout)
+    array, mat_kind, vec_kind = o["array"], o["mat_kind"], o["vec_kind"]
+    mat_layout, vec_layout, prelude = o["mat_layout"], o["vec_layout"], o["prelude"]
+    mat_args, mat, rhs_args, rhs = o["mat_args"], o["mat"], o["rhs_args"], o["rhs"]
+    dst_args, dst = o["dst_args"], o["dst"]
     tail, mode, shape = _sizes(size, array)
     body = (f"{prelude}return olvm::decomp::qr_back_subst(\n"
             f"        {mode}, {shape},\n        {mat},\n        pBuffer,\n        {rhs},\n"
@@ -67,18 +55,9 @@ def _backsubst(codes, type_, size, layout):
                    Operand("src2", vec_kind, vec_layout), Operand("dst", vec_kind, vec_layout)])
 
 
-def _each(codes_list, build):
-    for codes in codes_list:
-        single = codes in ("m", "mv")
-        for type_ in TYPES:
-            for size in MATRIX_SIZES:
-                for layout in (SINGLE_LAYOUTS if single else LAYOUTS):
-                    yield build(codes, type_, size, layout)
-
-
 def qr_decomp_members():
-    yield from _each(["m", "ma"], _decomp)
+    yield from each_member(["m", "ma"], _decomp)
 
 
 def qr_back_subst_members():
-    yield from _each(["mv", "mva", "mava"], _backsubst)
+    yield from each_member(["mv", "mva", "mava"], _backsubst)
