@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "characteristic_calls.h"
+#include "calls.h"
 
 namespace olvmtest {
 namespace {
@@ -24,7 +24,7 @@ std::vector<const MemberInfo*> select(const std::string& family, bool generic, c
 // A call of member `m` whose objects all hold the order-n matrix `a` (row-major).
 Call with_matrix(const MemberInfo& m, const std::vector<double>& a, unsigned n, unsigned count = 1) {
     Rng rng(std::hash<std::string>{}(m.name));
-    Call c = make_characteristics_call(m, rng, count, {}, n, n);
+    Call c = make_call(m, rng, count, {n, n});
     for (unsigned obj = 0; obj < c.count; ++obj)
         for (unsigned i = 0; i < n; ++i)
             for (unsigned j = 0; j < n; ++j) c.op("src").set(obj, i, j, a[i * n + j]);

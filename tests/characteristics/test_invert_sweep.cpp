@@ -16,7 +16,7 @@
 #include <string>
 #include <vector>
 
-#include "invert_call.h"
+#include "calls.h"
 
 namespace olvmtest {
 namespace {
@@ -192,7 +192,7 @@ void sweep_member(const MemberInfo& m, bool negative, bool ties) {
     const unsigned size = m.size ? unsigned(m.size) : 1 + unsigned(rng() % 6);
     Placement how;
     how.negative = negative;
-    Call c = make_invert_call(m, ties ? 4 : size, 1 + unsigned(rng() % 4), rng, how);
+    Call c = make_call(m, rng, 1 + unsigned(rng() % 4), {ties ? 4 : size}, how);
     Placed& src = c.op("src");
     if (!m.size || m.size < 5) {
         src.randomize(rng);  // the models decide any matrix
@@ -230,7 +230,7 @@ Call single(const std::string& name, const Dense& a) {
     const MemberInfo& m = member(name);
     Rng rng(1);
     const unsigned n = unsigned(std::lround(std::sqrt(double(a.size()))));
-    Call c = make_invert_call(m, n, 1, rng);
+    Call c = make_call(m, rng, 1, {n});
     for (unsigned e = 0; e < a.size(); ++e) c.op("src").set(0, e / n, e % n, a[e]);
     return c;
 }
@@ -276,7 +276,7 @@ TEST(InvertBehaviour, GenericZeroMinors) {
     for (const auto& m : members()) {
         if (std::string(m.family) != "Invert" || m.size) continue;
         Rng rng(2);
-        Call c = make_invert_call(m, 3, 2, rng);
+        Call c = make_call(m, rng, 2, {3});
         for (unsigned n = 0; n < c.count; ++n)
             for (unsigned e = 0; e < 9; ++e) c.op("src").set(n, e / 3, e % 3, a[e]);
         ASSERT_EQ(check(c), c.count) << m.name;

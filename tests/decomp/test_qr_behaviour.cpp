@@ -12,7 +12,7 @@
 #include <vector>
 
 #include "lu_systems.h"
-#include "qr_calls.h"
+#include "calls.h"
 
 namespace olvmtest {
 namespace {
@@ -35,7 +35,7 @@ struct Outcome {
 // A decomposition of the row-major h x w matrix `a` by member m.
 Outcome decompose(const MemberInfo& m, unsigned w, unsigned h, const std::vector<double>& a) {
     Rng rng(std::hash<std::string>{}(m.name));
-    Call c = make_qr_call(m, rng, 1, {}, w, h);
+    Call c = make_call(m, rng, 1, {w, h});
     for (unsigned i = 0; i < h; ++i)
         for (unsigned j = 0; j < w; ++j) c.op("src").set(0, i, j, a[i * w + j]);
     Outcome o{c.run(), {}, {}};
@@ -48,7 +48,7 @@ Outcome decompose(const MemberInfo& m, unsigned w, unsigned h, const std::vector
 Outcome solve(const MemberInfo& m, unsigned w, unsigned h, const std::vector<double>& d,
               const std::vector<double>& b) {
     Rng rng(std::hash<std::string>{}(m.name));
-    Call c = make_qr_call(m, rng, 1, {}, w, h);
+    Call c = make_call(m, rng, 1, {w, h});
     for (unsigned i = 0; i < h; ++i) {
         c.op("src2").set(0, 0, i, b[i]);
         for (unsigned j = 0; j < w; ++j) c.op("src").set(0, i, j, d[i * w + j]);
@@ -172,7 +172,7 @@ TEST(QRBehaviour, FailingArrayObjectEndsTheCall) {
     for (const auto& m : members()) {
         if (std::string(m.family) != "QRDecomp" || std::string(m.codes) != "ma") continue;
         Rng rng(std::hash<std::string>{}(m.name)), twin_rng = rng;
-        Call c = make_qr_call(m, rng, 3), alone = make_qr_call(m, twin_rng, 3);
+        Call c = make_call(m, rng, 3), alone = make_call(m, twin_rng, 3);
         Placed& src = c.op("src");
         for (unsigned i = 0; i < src.rows(); ++i)
             for (unsigned j = 0; j < src.cols(); ++j) src.set(1, i, j, 0.0);

@@ -15,7 +15,7 @@
 #include <vector>
 
 #include "lu_systems.h"
-#include "qr_calls.h"
+#include "calls.h"
 
 namespace olvmtest {
 namespace {
@@ -150,7 +150,7 @@ Call sized_call(const MemberInfo& m, bool negative) {
     const unsigned h = 1 + static_cast<unsigned>(rng() % 7), w = 1 + static_cast<unsigned>(rng() % h);
     Placement how;
     how.negative = negative;
-    Call c = make_qr_call(m, rng, 1 + static_cast<unsigned>(rng() % 4), how, w, h);
+    Call c = make_call(m, rng, 1 + static_cast<unsigned>(rng() % 4), {w, h}, how);
     c.snapshot_all();
     return c;
 }

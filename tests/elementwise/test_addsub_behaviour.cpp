@@ -10,7 +10,7 @@
 #include <vector>
 
 #include "olvm.h"
-#include "operands.h"
+#include "calls.h"
 
 namespace olvmtest {
 namespace {
@@ -31,7 +31,7 @@ TEST(AddSub, TransposedTableTestIsMirrored) {
     };
     Rng rng(7);
     for (const Case& k : cases) {
-        Call c = make_elementwise_call(member("olvmAdd_mTm_32f_P"), k.width, k.height, 1, rng);
+        Call c = make_call(member("olvmAdd_mTm_32f_P"), rng, 1, {k.width, k.height});
         c.snapshot_all();
         c.op("src1").table()[k.null_entry] = nullptr;
         EXPECT_EQ(c.run(), olvResultNullPointer);

@@ -9,6 +9,7 @@
 #include <functional>
 #include <string>
 
+#include "calls.h"
 #include "path_kernels.h"
 
 namespace olvmtest {
@@ -36,7 +37,7 @@ void check(const Path& path, const MemberInfo& m, unsigned count, int variant, R
     const bool vector = m.codes[0] == 'v' || m.codes[0] == 'c';
     const unsigned w = m.size ? unsigned(m.size) : 2 + unsigned(rng() % 8);
     const unsigned h = vector ? 1 : (m.size ? unsigned(m.size) : 1 + unsigned(rng() % 4));
-    Call c = make_elementwise_call(m, w, h, count, rng);
+    Call c = make_call(m, rng, count, {w, h});
     const std::size_t es = m.elem_size();
     if (variant == 1) {  // special values scattered over the sources
         for (const auto& o : c.info) {

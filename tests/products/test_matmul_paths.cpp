@@ -10,6 +10,7 @@
 #include <functional>
 #include <string>
 
+#include "calls.h"
 #include "path_kernels.h"
 #include "product_call.h"
 
@@ -19,7 +20,7 @@ namespace {
 void check(const Path& path, const MemberInfo& m, unsigned count, bool specials, Rng& rng,
            bool null_object, Placement how = {}) {
     const unsigned O = unsigned(m.size);
-    Call c = make_product_call(m, {O, O, O, O}, count, rng, how);
+    Call c = make_call(m, rng, count, {}, how);
     const std::size_t es = m.elem_size();
     if (specials) {
         for (const char* role : {"src1", "src2"}) {
@@ -88,7 +89,7 @@ TEST(MatMulPaths, BatchKernelsFinishTheirLayouts) {
             const MemberInfo& m = member(name);
             const unsigned O = unsigned(m.size), count = 16;  // whole vectors on every path
             Rng rng(1);
-            Call c = make_product_call(m, {O, O, O, O}, count, rng);
+            Call c = make_call(m, rng, count);
             const olvm::products::MulJob job{O, count, accumulates_through_element(m),
                                              place(c, "src1"), place(c, "src2"), place(c, "dst")};
             EXPECT_EQ((m.elem_size() == 4 ? path.mul_batch_32f : path.mul_batch_64f)(&job), count) << path.name << " " << name;

@@ -1,17 +1,13 @@
 #include "calls.h"
 
+#include <algorithm>
+#include <cmath>
 #include <cstring>
-#include <stdexcept>
 #include <string>
+#include <utility>
 
-#include "invert_call.h"
-#include "characteristic_calls.h"
 #include "lu_calls.h"
-#include "matvec_calls.h"
-#include "movement_call.h"
 #include "product_call.h"
-#include "vector_call.h"
-#include "qr_calls.h"
 
 namespace olvmtest {
 
@@ -23,31 +19,94 @@ bool is_array_member(const MemberInfo& m) {
 
 namespace {
 
-Call elementwise(const MemberInfo& m, Rng& rng, unsigned count) {
-    const bool vector = m.codes[0] == 'v' || m.codes[0] == 'c';
-    const unsigned w = m.size ? m.size : 3;
-    const unsigned h = vector ? 1 : (m.size ? m.size : 2);
-    return make_elementwise_call(m, w, h, count, rng);
+bool is(const MemberInfo& m, const char* family) { return std::strcmp(m.family, family) == 0; }
+bool matrix_vector(const MemberInfo& m) { return is(m, "Gaxpy") || is_vector_product(m); }
+
+struct Dims {
+    unsigned rows, cols;
+};
+
+// Shape of operand `o` as the member uses it (a transposed kind is stored the other way).
+Dims used_dims(const Call& c, const OperandInfo& o, unsigned depth) {
+    const MemberInfo& m = *c.m;
+    const unsigned w = c.width, h = c.height;
+    if (is_matrix_product(m)) {
+        if (o.role == "src1") return {h, depth};
+        return o.role == "src2" ? Dims{depth, w} : Dims{h, w};
+    }
+    if (matrix_vector(m)) return o.role == "src1" ? Dims{h, w} : Dims{1, o.role == "src2" ? w : h};
+    if (is(m, "Transpose") && o.role == "dst") return {w, h};
+    if (is(m, "QRBackSubst") && o.kind[0] == 'v') return {1, o.role == "dst" ? w : h};
+    return o.kind[0] == 'v' ? Dims{1, w} : Dims{h, w};
 }
 
-// Mul: matrix-matrix members, or those with a vector or a constant.
-Call product(const MemberInfo& m, Rng& rng, unsigned count) {
-    if (!is_matrix_product(m)) return make_matvec_call(m, rng, count);
-    return make_product_call(m, default_sizes(m, 2, 3, 4), count, rng);
+// Scratch buffers: (bytes per element, elements).
+Dims buffer_dims(const Call& c, std::size_t es) {
+    if (is(*c.m, "Det")) return {unsigned(es), unsigned((det_buffer_bytes(c.width, es) + es - 1) / es)};
+    if (is(*c.m, "Invert")) return {4, unsigned(c.width * c.width * es / 4 + c.width)};
+    return {unsigned(es), c.height};  // QR: one element per row
 }
 
-Call gaxpy(const MemberInfo& m, Rng& rng, unsigned count) { return make_gaxpy_call(m, rng, count); }
+// Result sizes and the terms of a product from the family's defaults.
+void choose_sizes(Call& c, Sizes& s, unsigned count) {
+    const MemberInfo& m = *c.m;
+    const unsigned fixed = unsigned(m.size);
+    auto pick = [&](unsigned given, unsigned fallback) { return fixed ? fixed : (given ? given : fallback); };
+    bool vectors = true;
+    for (const auto& o : c.info) vectors = vectors && o.kind[0] != 'm';
+    unsigned w = pick(s.width, 3), h = pick(s.height, 2);
+    if (is(m, "Trace") || is(m, "Det") || is(m, "Invert")) h = w = pick(s.width, is(m, "Invert") ? 3 : 4);
+    if (is(m, "QRDecomp") || is(m, "QRBackSubst")) w = pick(s.width, 2), h = pick(s.height, 3);
+    if (is(m, "LoadIdentity") && !s.width && !fixed) w = h * std::max(count, 1u) + 1;
+    // Table transposes of non-square matrices address exchanged row lengths (a case of
+    // its own); the default calls keep them square.
+    if (is(m, "Transpose") && !s.height && std::string(m.layout).find('P') != std::string::npos) h = w;
+    if (vectors && !matrix_vector(m)) h = 1;
+    if (is_matrix_product(m)) {
+        const ProductSizes p = fixed ? ProductSizes{fixed, fixed, fixed, fixed} : consistent_sizes(m.codes, h, w, pick(s.depth, 4));
+        h = p.src1Height, w = p.src2Width, s.depth = p.src2Height;
+        c.args.src1Width = p.src1Width, c.args.src1Height = p.src1Height;
+        c.args.src2Width = p.src2Width, c.args.src2Height = p.src2Height;
+    }
+    c.width = w, c.height = h;
+    c.args.width = c.args.len = c.args.size = w;
+    c.args.height = h;
+    if (matrix_vector(m)) {
+        c.args.src1Width = w, c.args.src1Height = h;
+        c.args.src2Len = is_transposed_kind(c.info.front().kind) ? h : w;
+    }
+}
+
+// A value in [-1, 1) with full precision in the element type.
+double unit(Rng& rng, std::size_t esize) { return round_to(double(rng() >> 11) * 0x1p-52 - 1.0, esize); }
+
+// Sources that the family can only process when they are well conditioned: a dominant
+// diagonal (Invert, and QR's matrices and packed factors).
+void condition(const MemberInfo& m, const OperandInfo& o, Placed& p, Rng& rng) {
+    const bool qr = is(m, "QRDecomp") || is(m, "QRBackSubst");
+    if (o.kind[0] != 'm' || !(qr || is(m, "Invert"))) return;
+    for (unsigned n = 0; n < p.count(); ++n)
+        for (unsigned i = 0; i < p.rows(); ++i) {
+            double row = 0.0;
+            for (unsigned j = 0; j < p.cols(); ++j) {
+                if (qr) p.set(n, i, j, unit(rng, p.esize));
+                row += std::fabs(p.get(n, i, j));
+            }
+            if (i >= p.cols()) continue;
+            const double d = p.get(n, i, i);
+            p.set(n, i, i, qr ? (d < 0 ? -1.0 : 1.0) * (p.rows() + p.cols()) + d : std::copysign(row, d));
+        }
+}
 
 // The LU calls keep their operands by role like every other call; the decomposition's
 // destination table may point into further memory for its displaced last-pivot test.
-Call lu(const MemberInfo& m, Rng& rng, unsigned count) {
-    const unsigned size = m.size ? m.size : 3;
+Call lu(const MemberInfo& m, Rng& rng, unsigned count, unsigned size, Placement how) {
     Call c;
     c.m = &m;
     c.info = m.operand_list();
     c.width = c.height = size;
-    if (std::string(m.family) == "LUDecomp") {
-        DecompCall d = make_decomp_call(m, size, count, rng);
+    if (is(m, "LUDecomp")) {
+        DecompCall d = make_decomp_call(m, size, count, rng, how);
         c.args = d.args;
         c.count = d.count;
         c.ops["src"] = std::move(d.src);
@@ -55,7 +114,7 @@ Call lu(const MemberInfo& m, Rng& rng, unsigned count) {
         c.ops["index"] = std::make_unique<IndexVector>(std::move(d.index));
         c.keep = std::make_shared<std::vector<unsigned char>>(std::move(d.spill));
     } else {
-        SolveCall s = make_solve_call(m, size, count, rng);
+        SolveCall s = make_solve_call(m, size, count, rng, how);
         c.args = s.args;
         c.count = s.count;
         c.ops["src"] = std::move(s.mat);
@@ -66,37 +125,56 @@ Call lu(const MemberInfo& m, Rng& rng, unsigned count) {
     return c;
 }
 
-Call invert(const MemberInfo& m, Rng& rng, unsigned count) {
-    return make_invert_call(m, m.size ? unsigned(m.size) : 3, count, rng);
-}
-Call vector_algebra(const MemberInfo& m, Rng& rng, unsigned count) { return make_vector_call(m, rng, count); }
-Call qr(const MemberInfo& m, Rng& rng, unsigned count) { return make_qr_call(m, rng, count); }
-Call characteristics(const MemberInfo& m, Rng& rng, unsigned count) {
-    return make_characteristics_call(m, rng, count);
-}
-
-struct Factory {
-    const char* family;
-    Call (*make)(const MemberInfo&, Rng&, unsigned);
-};
-
-const Factory factories[] = {
-    {"Add", elementwise}, {"Sub", elementwise}, {"Mul", product}, {"Gaxpy", gaxpy},
-    {"LUDecomp", lu},     {"LUBackSubst", lu},  {"Invert", invert},
-    {"Copy", make_movement_call}, {"Extract", make_movement_call},
-    {"LoadIdentity", make_movement_call}, {"Transpose", make_movement_call},
-    {"DotProduct", vector_algebra}, {"L2Norm", vector_algebra}, {"CrossProduct", vector_algebra},
-    {"Saxpy", vector_algebra}, {"LComb", vector_algebra},
-    {"QRDecomp", qr}, {"QRBackSubst", qr},
-    {"Trace", characteristics}, {"FrobNorm", characteristics}, {"Det", characteristics},
-};
-
 }  // namespace
 
-Call make_call(const MemberInfo& m, Rng& rng, unsigned count) {
-    for (const Factory& f : factories)
-        if (std::strcmp(f.family, m.family) == 0) return f.make(m, rng, count);
-    throw std::runtime_error(std::string("no call factory for ") + m.family);
+Sizes random_sizes(const MemberInfo& m, Rng& rng, unsigned count) {
+    Sizes s{1 + unsigned(rng() % 5), 1 + unsigned(rng() % 5), 1 + unsigned(rng() % 5)};
+    if (s.height == s.width) ++s.height;  // non-square, so that a transposition shows
+    if (is(m, "Transpose") && std::string(m.layout).find('P') != std::string::npos) s.height = s.width;
+    if (is(m, "LoadIdentity")) s.width = s.height * std::max(count, 1u) + 1 + unsigned(rng() % 2);
+    return s;
+}
+
+Call make_call(const MemberInfo& m, Rng& rng, unsigned count, Sizes s, Placement how) {
+    if (is(m, "LUDecomp") || is(m, "LUBackSubst")) return lu(m, rng, count, m.size ? m.size : (s.width ? s.width : 3), how);
+    Call c;
+    c.m = &m;
+    c.info = m.operand_list();
+    c.count = is_array_member(m) ? count : 1;
+    choose_sizes(c, s, count);
+    const std::size_t es = m.elem_size();
+    const unsigned objects = std::max(c.count, 1u);
+    for (const auto& o : c.info) {
+        std::unique_ptr<Placed> p;
+        const Placement dense{false, false};
+        if (o.kind == "scalar" || o.kind == "scalars") {
+            p = std::make_unique<Placed>(es, "", true, 1, 1, o.kind == "scalar" ? 1 : objects, rng, dense);
+        } else if (o.kind == "buffer") {
+            const Dims b = buffer_dims(c, es);
+            p = std::make_unique<Placed>(b.rows, "", true, 1, b.cols, 1, rng, dense);
+        } else {
+            Dims d = used_dims(c, o, s.depth);
+            if (is_transposed_kind(o.kind)) std::swap(d.rows, d.cols);
+            const bool gathered = is(m, "Extract") && o.role == "dst";  // Extract writes densely
+            p = std::make_unique<Placed>(es, o.layout, is_array_kind(o.kind), d.rows, d.cols, objects, rng,
+                                         gathered ? dense : how);
+            // The P array products test entries by counts taken from the size arguments.
+            const unsigned most = std::max({c.args.src1Width, c.args.src1Height, c.args.src2Width, c.args.src2Height});
+            if (is_matrix_product(m) && o.layout.find('P') != std::string::npos)
+                p->table().resize(p->table().size() + most * most, p->table().front());
+            if (o.access == 'r') {
+                p->randomize(rng);
+                condition(m, o, *p, rng);
+            }
+        }
+        p->describe(c.args, o.role);
+        c.ops[o.role] = std::move(p);
+    }
+    c.args.count = c.count;
+    c.args.val = random_value(rng, es);
+    c.args.val1 = random_value(rng, es);
+    c.args.val2 = random_value(rng, es);
+    return c;
 }
 
 }  // namespace olvmtest

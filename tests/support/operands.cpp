@@ -53,33 +53,4 @@ void expect_result(Call& c, const std::function<double(unsigned, unsigned, unsig
     }
 }
 
-Call make_elementwise_call(const MemberInfo& m, unsigned width, unsigned height, unsigned count,
-                           Rng& rng, Placement how) {
-    Call c;
-    c.m = &m;
-    c.info = m.operand_list();
-    c.width = width;
-    c.height = height;
-    bool any_array = false;
-    for (const auto& o : c.info) any_array = any_array || is_array_kind(o.kind);
-    c.count = any_array ? count : 1;
-    for (const auto& o : c.info) {
-        const bool vector = o.kind[0] == 'v';
-        const bool trans = is_transposed_kind(o.kind);
-        const unsigned rows = vector ? 1 : (trans ? width : height);
-        const unsigned cols = vector ? width : (trans ? height : width);
-        auto p = std::make_unique<Placed>(m.elem_size(), o.layout, is_array_kind(o.kind), rows,
-                                          cols, c.count, rng, how);
-        if (o.role != "dst") p->randomize(rng);
-        p->describe(c.args, o.role);
-        c.ops[o.role] = std::move(p);
-    }
-    c.args.width = width;
-    c.args.height = height;
-    c.args.len = width;
-    c.args.count = c.count;
-    c.args.val = random_value(rng, m.elem_size());
-    return c;
-}
-
 }  // namespace olvmtest

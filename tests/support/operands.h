@@ -1,6 +1,5 @@
-// Builds the operands of one call of an element-wise-shaped member (Add, Sub): each
-// matrix or vector operand placed in its layout, sources filled with random values,
-// the destination left as sentinel bytes.
+// One call of a member: its operands placed by role, its arguments, and checks of what
+// the call wrote.
 #pragma once
 
 #include <functional>
@@ -37,10 +36,5 @@ bool is_transposed_kind(const std::string& kind);
 // column j as stored) equals want(n, i, j) bit for bit, no byte of the destination's
 // memory outside its elements changed, and no source changed.
 void expect_result(Call& c, const std::function<double(unsigned, unsigned, unsigned)>& want);
-
-// Result of `height` rows by `width` columns (vectors: height 1, width = len); operands
-// are placed with `how`. Sizes default to the member's fixed size.
-Call make_elementwise_call(const MemberInfo& m, unsigned width, unsigned height, unsigned count,
-                           Rng& rng, Placement how = {});
 
 }  // namespace olvmtest

@@ -1,10 +1,7 @@
-// Builds the operands of one call of a matrix-matrix product member and computes the
-// expected result independently of the library.
-//
-// Operands are placed by their stored shapes: A is used as M x K (stored K x M when
-// transposed), B as K x N (stored N x K when transposed), C is M x N, with M = src1Height,
-// N = src2Width and K = src2Height. src1Width is passed as given and only affects size
-// tests and table indices, so the placement stays safe whatever it is.
+// The size rules of the matrix-matrix products and their expected results, computed
+// independently of the library. A is used as M x K, B as K x N, C is M x N, with
+// M = src1Height, N = src2Width and K = src2Height; src1Width only affects size tests and
+// table indices.
 #pragma once
 
 #include <algorithm>
@@ -69,6 +66,15 @@ inline bool is_matrix_product(const MemberInfo& m) {
     return std::string(m.family) == "Mul" && codes.find_first_of("vc") == std::string::npos;
 }
 
+// The Mul members with a vector operand, and those with a constant.
+inline bool is_vector_product(const MemberInfo& m) {
+    const std::string codes = m.codes;
+    return std::string(m.family) == "Mul" && codes.find('v') != std::string::npos && codes.find('c') == std::string::npos;
+}
+inline bool is_constant_product(const MemberInfo& m) {
+    return std::string(m.family) == "Mul" && std::string(m.codes).find('c') != std::string::npos;
+}
+
 inline bool has_array(const MemberInfo& m) {
     return std::string(m.codes).find("ma") != std::string::npos;
 }
@@ -87,48 +93,6 @@ inline ProductSizes consistent_sizes(const std::string& codes, unsigned M, unsig
     const SizeRule& r = size_rule(codes);
     *dim[r.equal[1]] = *dim[r.equal[0]];
     return {K, M, N, K};
-}
-
-inline ProductSizes default_sizes(const MemberInfo& m, unsigned M, unsigned N, unsigned K) {
-    if (m.size) return {unsigned(m.size), unsigned(m.size), unsigned(m.size), unsigned(m.size)};
-    return consistent_sizes(m.codes, M, N, K);
-}
-
-// Places every operand for a call with these size arguments (fixed-size members: pass
-// the order in all four) and fills the sources with random values; the destination stays
-// sentinel bytes. Pointer tables get spare non-null entries past their ends, since the
-// P array members test entries by counts taken from the size arguments.
-inline Call make_product_call(const MemberInfo& m, ProductSizes s, unsigned count, Rng& rng,
-                              Placement how = {}) {
-    Call c;
-    c.m = &m;
-    c.info = m.operand_list();
-    c.count = has_array(m) ? count : 1;
-    const unsigned M = s.src1Height, N = s.src2Width, K = s.src2Height;
-    c.height = M;
-    c.width = N;
-    for (const auto& o : c.info) {
-        unsigned rows = M, cols = N;  // destination
-        if (o.role == "src1") rows = M, cols = K;
-        if (o.role == "src2") rows = K, cols = N;
-        if (is_transposed_kind(o.kind)) std::swap(rows, cols);
-        // With count = 0 the arrays still get one object, so that their tables are real.
-        auto p = std::make_unique<Placed>(m.elem_size(), o.layout, is_array_kind(o.kind), rows,
-                                          cols, std::max(c.count, 1u), rng, how);
-        if (o.layout == "P" || o.layout == "PS2") {
-            const unsigned most = std::max({s.src1Width, s.src1Height, s.src2Width, s.src2Height});
-            p->table().resize(p->table().size() + most * most, p->table().front());
-        }
-        if (o.role != "dst") p->randomize(rng);
-        p->describe(c.args, o.role);
-        c.ops[o.role] = std::move(p);
-    }
-    c.args.src1Width = s.src1Width;
-    c.args.src1Height = s.src1Height;
-    c.args.src2Width = s.src2Width;
-    c.args.src2Height = s.src2Height;
-    c.args.count = c.count;
-    return c;
 }
 
 // Expected c(i, j) of object n after the first `terms` terms (all K by default), summed

@@ -17,7 +17,6 @@
 #include <string>
 
 #include "calls.h"
-#include "matvec_calls.h"
 #include "product_call.h"
 
 namespace olvmtest {

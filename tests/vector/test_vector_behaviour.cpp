@@ -9,7 +9,7 @@
 #include <string>
 #include <vector>
 
-#include "vector_call.h"
+#include "calls.h"
 
 namespace olvmtest {
 namespace {
@@ -18,7 +18,7 @@ namespace {
 // generic members get the longest row's length) and expects every scalar result `want`.
 void expect_scalars(const MemberInfo& m, const std::vector<std::vector<double>>& v, double want) {
     Rng rng(1);
-    Call c = make_vector_call(m, rng, 2, {}, unsigned(std::max(v[0].size(), v.back().size())));
+    Call c = make_call(m, rng, 2, {unsigned(std::max(v[0].size(), v.back().size()))});
     for (std::size_t s = 0; s < v.size(); ++s) {
         Placed& p = c.op(v.size() == 1 ? "src" : "src" + std::to_string(s + 1));
         for (unsigned n = 0; n < p.count(); ++n)
