@@ -14,7 +14,6 @@
 #include <string>
 #include <vector>
 
-#include "lu_systems.h"
 #include "calls.h"
 
 namespace olvmtest {

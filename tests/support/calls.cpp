@@ -2,11 +2,13 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstdint>
 #include <cstring>
+#include <numeric>
 #include <string>
 #include <utility>
+#include <vector>
 
-#include "lu_calls.h"
 #include "product_call.h"
 
 namespace olvmtest {
@@ -55,7 +57,8 @@ void choose_sizes(Call& c, Sizes& s, unsigned count) {
     bool vectors = true;
     for (const auto& o : c.info) vectors = vectors && o.kind[0] != 'm';
     unsigned w = pick(s.width, 3), h = pick(s.height, 2);
-    if (is(m, "Trace") || is(m, "Det") || is(m, "Invert")) h = w = pick(s.width, is(m, "Invert") ? 3 : 4);
+    if (is(m, "Trace") || is(m, "Det")) h = w = pick(s.width, 4);
+    if (is(m, "Invert") || is(m, "LUDecomp") || is(m, "LUBackSubst")) h = w = pick(s.width, 3);
     if (is(m, "QRDecomp") || is(m, "QRBackSubst")) w = pick(s.width, 2), h = pick(s.height, 3);
     if (is(m, "LoadIdentity") && !s.width && !fixed) w = h * std::max(count, 1u) + 1;
     // Table transposes of non-square matrices address exchanged row lengths (a case of
@@ -98,33 +101,6 @@ void condition(const MemberInfo& m, const OperandInfo& o, Placed& p, Rng& rng) {
         }
 }
 
-// The LU calls keep their operands by role like every other call; the decomposition's
-// destination table may point into further memory for its displaced last-pivot test.
-Call lu(const MemberInfo& m, Rng& rng, unsigned count, unsigned size, Placement how) {
-    Call c;
-    c.m = &m;
-    c.info = m.operand_list();
-    c.width = c.height = size;
-    if (is(m, "LUDecomp")) {
-        DecompCall d = make_decomp_call(m, size, count, rng, how);
-        c.args = d.args;
-        c.count = d.count;
-        c.ops["src"] = std::move(d.src);
-        c.ops["dst"] = std::move(d.dst);
-        c.ops["index"] = std::make_unique<IndexVector>(std::move(d.index));
-        c.keep = std::make_shared<std::vector<unsigned char>>(std::move(d.spill));
-    } else {
-        SolveCall s = make_solve_call(m, size, count, rng, how);
-        c.args = s.args;
-        c.count = s.count;
-        c.ops["src"] = std::move(s.mat);
-        c.ops["src2"] = std::move(s.rhs);
-        c.ops["dst"] = std::move(s.dst);
-        c.ops["index"] = std::make_unique<IndexVector>(std::move(s.index));
-    }
-    return c;
-}
-
 }  // namespace
 
 Sizes random_sizes(const MemberInfo& m, Rng& rng, unsigned count) {
@@ -136,7 +112,6 @@ Sizes random_sizes(const MemberInfo& m, Rng& rng, unsigned count) {
 }
 
 Call make_call(const MemberInfo& m, Rng& rng, unsigned count, Sizes s, Placement how) {
-    if (is(m, "LUDecomp") || is(m, "LUBackSubst")) return lu(m, rng, count, m.size ? m.size : (s.width ? s.width : 3), how);
     Call c;
     c.m = &m;
     c.info = m.operand_list();
@@ -152,9 +127,23 @@ Call make_call(const MemberInfo& m, Rng& rng, unsigned count, Sizes s, Placement
         } else if (o.kind == "buffer") {
             const Dims b = buffer_dims(c, es);
             p = std::make_unique<Placed>(b.rows, "", true, 1, b.cols, 1, rng, dense);
+        } else if (o.kind == "index") {  // size entries per factored matrix, packed
+            const unsigned matrices = c.info.front().kind == "ma" ? objects : 1;
+            p = std::make_unique<Placed>(4, "", true, 1, c.width, matrices, rng, dense);
+            for (unsigned n = 0; o.access == 'r' && n < matrices; ++n) {
+                std::vector<std::uint32_t> r(c.width);
+                std::iota(r.begin(), r.end(), 0u);
+                std::shuffle(r.begin(), r.end(), rng);
+                std::memcpy(p->address(n, 0, 0), r.data(), 4 * r.size());
+            }
         } else {
             Dims d = used_dims(c, o, s.depth);
             if (is_transposed_kind(o.kind)) std::swap(d.rows, d.cols);
+            // The last-pivot test of array decompositions reads, for object n, column
+            // (size - 1) + n * size of a stored row: room for it in every object.
+            const bool displaced = is(m, "LUDecomp") && o.role == "dst" && is_array_kind(o.kind);
+            if (displaced && o.layout.find('P') != std::string::npos) d.rows += objects - 1;
+            else if (displaced) d.cols *= objects;
             const bool gathered = is(m, "Extract") && o.role == "dst";  // Extract writes densely
             p = std::make_unique<Placed>(es, o.layout, is_array_kind(o.kind), d.rows, d.cols, objects, rng,
                                          gathered ? dense : how);
@@ -162,7 +151,7 @@ Call make_call(const MemberInfo& m, Rng& rng, unsigned count, Sizes s, Placement
             const unsigned most = std::max({c.args.src1Width, c.args.src1Height, c.args.src2Width, c.args.src2Height});
             if (is_matrix_product(m) && o.layout.find('P') != std::string::npos)
                 p->table().resize(p->table().size() + most * most, p->table().front());
-            if (o.access == 'r') {
+            if (o.access == 'r' || displaced) {  // the displaced test reads what is never written
                 p->randomize(rng);
                 condition(m, o, *p, rng);
             }

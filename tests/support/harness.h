@@ -126,6 +126,9 @@ double random_value(Rng& rng, std::size_t esize);
 // Rounds a double result to the element type (identity for 64f).
 double round_to(double v, std::size_t esize);
 
+// Unit roundoff of the element type.
+inline double unit_roundoff(std::size_t esize) { return esize == 4 ? 0x1p-24 : 0x1p-53; }
+
 // Bitwise equality of two values of the element type (NaNs with equal payloads match).
 bool same_bits(double a, double b, std::size_t esize);
 

@@ -133,8 +133,15 @@ const Departure departures[] = {
      [](Expectations& e, const MemberInfo&) {
          e.tested_with_dst = [](const std::string& role) { return role == "dst" || role == "src3"; };
      }},
-    {"LU decompositions and solvers test every single-object entry before computing", is_lu,
-     [](Expectations& e, const MemberInfo&) { e.single_entries = EntryTests::AllFirst; }},
+    {"LU decompositions and solvers test every single-object entry before computing, size * size of each matrix table",
+     is_lu,
+     [](Expectations& e, const MemberInfo&) {
+         e.single_entries = EntryTests::AllFirst;
+         // (Destinations are placed with room for the displaced last-pivot test beyond them.)
+         e.entries = [](Call& c, const std::string& role) {
+             return c.kind_of(role).kind[0] == 'm' ? c.width * c.width : c.width;
+         };
+     }},
     // Vector Copy tests `len` as the common order does.
     {"matrix array Copy tests no size", [](const MemberInfo& m) { return is_family(m, "Copy") && m.codes == std::string("ma"); },
      [](Expectations& e, const MemberInfo&) { e.size_tested = [](const std::string&) { return false; }; }},
