@@ -115,7 +115,7 @@ void check_decomp(Call& c, const std::string& what, OlvResult* result = nullptr)
     for (unsigned k = 0; k < dst.count(); ++k)
         for (unsigned i = 0; i < dst.rows(); ++i)
             for (unsigned j = 0; j < dst.cols(); ++j)
-                if (k >= n || i >= size || j >= size) ASSERT_FALSE(dst.element_changed(k, i, j)) << what << " object " << k;
+                ASSERT_FALSE((k >= n || i >= size || j >= size) && dst.element_changed(k, i, j)) << what << " object " << k;
     for (unsigned k = n; k < c.count; ++k)
         for (unsigned i = 0; i < size; ++i) EXPECT_FALSE(index.element_changed(k, 0, i)) << what << " object " << k;
     EXPECT_FALSE(src.any_changed()) << what;
@@ -159,13 +159,6 @@ TEST(LUSweep, EveryMemberFollowsTheModel) {
     EXPECT_EQ(checked, 240);
 }
 
-std::vector<const MemberInfo*> generic(const std::string& family, const std::string& codes) {
-    std::vector<const MemberInfo*> out;
-    for (const auto& m : members())
-        if (family == m.family && codes == m.codes && m.size == 0) out.push_back(&m);
-    return out;
-}
-
 struct Outcome {
     OlvResult code;
     Index index;
@@ -183,7 +176,7 @@ Outcome decompose(const MemberInfo& m, unsigned n, const std::vector<double>& a)
 }
 
 TEST(LUDecompBehaviour, PivotRule) {
-    for (const MemberInfo* m : generic("LUDecomp", "m")) {
+    for (const MemberInfo* m : members_of("LUDecomp", true, "m")) {
         // Ties keep the earliest row; stored row 1 becomes (-1, 3 - (-1) * 2).
         Outcome o = decompose(*m, 2, {1, 2, -1, 3});
         EXPECT_EQ(o.index, (Index{0, 1})) << m->name;
@@ -210,7 +203,7 @@ TEST(LUDecompBehaviour, PivotRule) {
 
 TEST(LUDecompBehaviour, ThresholdAndFailingCalls) {
     for (const std::string codes : {"m", "ma"})
-        for (const MemberInfo* m : generic("LUDecomp", codes)) {
+        for (const MemberInfo* m : members_of("LUDecomp", true, codes)) {
             // Single-precision epsilon in both types: at the final test and in a step.
             for (const double s : {1.0, -1.0}) {
                 EXPECT_EQ(decompose(*m, 1, {s * threshold}).code, olvResultOk) << m->name;
@@ -280,7 +273,7 @@ std::vector<double> solve(const MemberInfo& m, const Index& index, const std::ve
 }
 
 TEST(LUBackSubstBehaviour, WorkedSystems) {
-    for (const MemberInfo* m : generic("LUBackSubst", "mv")) {
+    for (const MemberInfo* m : members_of("LUBackSubst", true, "mv")) {
         // Factors of rows (1, 2), (-1, 3): forward gives (3, 5), backward (1, 1).
         EXPECT_EQ(solve(*m, {0, 1}, {1, 2, -1, 5}, {3, 2}), (std::vector<double>{1, 1})) << m->name;
         // Index {1, 0}: U's first row is stored row 1; A = ((2, 4), (4, 2)), x = (1, 2).

@@ -42,10 +42,10 @@ std::vector<OperandInfo> MemberInfo::operand_list() const {
 std::vector<std::string> MemberInfo::size_args() const {
     std::vector<std::string> out;
     std::stringstream all(args);
-    std::string name;
+    std::string arg;
     Args probe;
-    while (std::getline(all, name, ','))
-        if (name != "count" && probe.unsigned_field(name)) out.push_back(name);
+    while (std::getline(all, arg, ','))
+        if (arg != "count" && probe.unsigned_field(arg)) out.push_back(arg);
     return out;
 }
 

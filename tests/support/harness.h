@@ -57,6 +57,10 @@ struct MemberInfo {
 
 const std::vector<MemberInfo>& members();
 const MemberInfo& member(const std::string& name);
+// The members of `family`: only generic ones if asked, with operand codes `codes` and
+// layout `layout` unless those are "*".
+std::vector<const MemberInfo*> members_of(const std::string& family, bool generic_only = false,
+                                          const std::string& codes = "*", const std::string& layout = "*");
 
 // The shared library, opened once; `symbol` looks up an exported name (null if absent).
 void* symbol(const std::string& name);

@@ -2,6 +2,9 @@
 // that calls the real exported symbol with arguments taken from an Args record.
 #include "harness.h"
 
+#include <string>
+#include <vector>
+
 namespace olvmtest {
 
 const std::vector<MemberInfo>& members() {
@@ -13,6 +16,16 @@ const std::vector<MemberInfo>& members() {
     };
 #undef OLVM_MEMBER
     return table;
+}
+
+std::vector<const MemberInfo*> members_of(const std::string& family, bool generic_only, const std::string& codes,
+                                          const std::string& layout) {
+    std::vector<const MemberInfo*> out;
+    for (const auto& m : members())
+        if (family == m.family && (!generic_only || m.size == 0) && (codes == "*" || codes == m.codes) &&
+            (layout == "*" || layout == m.layout))
+            out.push_back(&m);
+    return out;
 }
 
 }  // namespace olvmtest
