@@ -17,64 +17,47 @@
 #include <vector>
 
 #include "calls.h"
+#include "elimination.h"
 
 namespace olvmtest {
 namespace {
 
 using Dense = std::vector<double>;  // row-major, values of the element type
 
-double pivot_threshold(std::size_t es) { return es == 4 ? 1.1920928955078125e-07 : 2.220446049250313e-16; }
 double band(std::size_t es) { return es == 4 ? 1e-07 : 1e-15; }
 bool inside_band(double d, std::size_t es) { return -band(es) < d && d < band(es); }
 
-// Generic design: elimination through a row index vector, working rows stored in T.
-template <class T>
-bool model_det(const Dense& a, unsigned n, double& det) {
-    const double tiny = pivot_threshold(sizeof(T));
-    std::vector<T> w(a.begin(), a.end());
-    std::vector<unsigned> r(n);
-    for (unsigned i = 0; i < n; ++i) r[i] = i;
-    auto W = [&](unsigned i, unsigned j) -> T& { return w[r[i] * n + j]; };  // logical row i
-    double product = 1.0, sign = 1.0;
-    for (unsigned k = 0; k + 1 < n; ++k) {
-        unsigned best = k;
-        for (unsigned j = k + 1; j < n; ++j)
-            if (std::fabs(W(j, k)) > std::fabs(W(best, k))) best = j;
-        if (best != k) {
-            std::swap(r[k], r[best]);
-            sign = -sign;
-        }
-        const double p = W(k, k);
-        if (std::fabs(p) < tiny) return false;
-        for (unsigned j = k + 1; j < n; ++j) {
-            const double f = W(j, k) / p;
-            for (unsigned c = k + 1; c < n; ++c) W(j, c) = static_cast<T>(W(j, c) + (-f) * W(k, c));
-        }
-        product *= p;
-    }
-    const double q = W(n - 1, n - 1);
-    if (std::fabs(q) <= tiny) return false;
-    det = product * (q * sign);
+// Generic design: the determinant from the shared elimination (the product of the pivots
+// unrounded), then each cofactor from the determinant of its minor, 0 where that fails.
+bool model_det(const Rows& a, std::size_t es, double& det) {
+    const Elimination e = eliminate(a, es);
+    if (e.failed_step || e.last_fails(es)) return false;
+    double product = 1.0;
+    for (double p : e.pivots) product *= p;
+    det = product * (e.last * e.sign);
     return true;
 }
 
-template <class T>
-bool model_generic(const Dense& a, unsigned n, Dense& x) {
+bool model_generic(const Dense& a, unsigned n, std::size_t es, Dense& x) {
+    auto rows = [&](unsigned skip_r, unsigned skip_c) {
+        Rows m;
+        for (unsigned r = 0; r < n; ++r) {
+            if (r == skip_r) continue;
+            m.emplace_back();
+            for (unsigned c = 0; c < n; ++c)
+                if (c != skip_c) m.back().push_back(a[r * n + c]);
+        }
+        return m;
+    };
     double det = 0.0;
-    if (!model_det<T>(a, n, det)) return false;
+    if (!model_det(rows(n, n), es, det)) return false;
     const double inv_det = 1.0 / det;
     x.assign(std::size_t(n) * n, 0.0);
     for (unsigned i = 0; i < n; ++i)
         for (unsigned j = 0; j < n; ++j) {
             double m = 1.0;
-            if (n > 1) {
-                Dense minor;
-                for (unsigned r = 0; r < n; ++r)
-                    for (unsigned c = 0; c < n; ++c)
-                        if (r != i && c != j) minor.push_back(a[r * n + c]);
-                if (!model_det<T>(minor, n - 1, m)) m = 0.0;
-            }
-            x[j * n + i] = static_cast<T>((m * inv_det) * ((i + j) % 2 ? -1.0 : 1.0));
+            if (n > 1 && !model_det(rows(i, j), es, m)) m = 0.0;
+            x[j * n + i] = round_to((m * inv_det) * ((i + j) % 2 ? -1.0 : 1.0), es);
         }
     return true;
 }
@@ -152,7 +135,7 @@ unsigned check(Call& c) {
         Dense x;
         bool exact = true;  // compared bit for bit
         if (!m.size) {
-            failed = !(es == 4 ? model_generic<float>(a, size, x) : model_generic<double>(a, size, x));
+            failed = !model_generic(a, size, es, x);
         } else if (size == 3) {
             failed = !model3(a, es, x);
         } else if (size == 4) {
@@ -260,7 +243,7 @@ TEST(InvertBehaviour, BandLimitsOfTheFixedFormulas) {
 // to the threshold gives a zero cofactor.
 TEST(InvertBehaviour, GenericPivotThresholds) {
     for (const char* name : {"olvmInvert_m_32f", "olvmInvert_m_64f"}) {
-        const double t = pivot_threshold(member(name).elem_size());
+        const double t = pivot_epsilon(member(name).elem_size());
         Call first = single(name, {t, 0, 0, 1}), last = single(name, {1, 0, 0, t}), minor = single(name, {1, t, 0, 1});
         EXPECT_EQ(check(first), 1u) << name;
         EXPECT_EQ(check(last), 0u) << name;
