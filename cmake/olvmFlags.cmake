@@ -32,3 +32,13 @@ if(OLVM_SANITIZE)
                       -fno-omit-frame-pointer)
   add_link_options(-fsanitize=address,undefined)
 endif()
+
+if(OLVM_FUZZ)
+  # Coverage for the fuzzer's guidance, in the library as in the harness.
+  add_compile_options(-fsanitize=fuzzer-no-link)
+endif()
+
+if(OLVM_TSAN)
+  add_compile_options(-fsanitize=thread -fno-omit-frame-pointer)
+  add_link_options(-fsanitize=thread)
+endif()
