@@ -31,4 +31,19 @@ if(OLVM_SANITIZE)
   add_compile_options(-fsanitize=address,undefined -fno-sanitize-recover=all
                       -fno-omit-frame-pointer)
   add_link_options(-fsanitize=address,undefined)
+  if(CMAKE_CXX_COMPILER_ID MATCHES "Clang")
+    # As with GCC, no function-type check: its type records would be symbols shared by
+    # the instruction-set paths.
+    add_compile_options(-fno-sanitize=function)
+  endif()
+endif()
+
+if(OLVM_FUZZ)
+  # Coverage for the fuzzer's guidance, in the library as in the harness.
+  add_compile_options(-fsanitize=fuzzer-no-link)
+endif()
+
+if(OLVM_TSAN)
+  add_compile_options(-fsanitize=thread -fno-omit-frame-pointer)
+  add_link_options(-fsanitize=thread)
 endif()

@@ -53,6 +53,8 @@ unsigned mul_rows(const MulJob& job) {
         return Packed && R == 1 && i + 1 < O ? W : simd::part(O, r * W, W);
     };
     const frame::Place a = job.a, b = job.b, c = job.c;
+    // A's element step, signed: a negative stride stays a negative offset.
+    const frame::Offset a_step = ContigA ? frame::Offset(sizeof(T)) : a.elem;
     const unsigned count = job.count;
     for (unsigned n = 0; n < count; ++n) {
         if (!Strided && (a.object_null(n) || b.object_null(n) || c.object_null(n))) return n;
@@ -90,7 +92,7 @@ unsigned mul_rows(const MulJob& job) {
                 const typename L::V s =
                     std::is_same_v<T, double>
                         ? L::broadcast(reinterpret_cast<const double*>(
-                              as + (TransA ? k : i) * a.row + (TransA ? i : k) * (ContigA ? sizeof(T) : a.elem)))
+                              as + (TransA ? k : i) * a.row + (TransA ? i : k) * a_step))
                         : L::broadcast(TransA ? aw[k][i] : aw[i][k]);
                 for (unsigned r = 0; r < R; ++r) sum[i][r] = step<L, T, Through>(s, brow[r], sum[i][r]);
             }

@@ -103,6 +103,9 @@ public:
     bool element_changed(unsigned n, unsigned r, unsigned c) const;
     bool any_changed() const;
 
+    // The bytes the operand lies in: elements, the gaps between them and the margins.
+    const std::vector<unsigned char>& arena() const { return arena_; }
+
     // Pointer table access (P, PS2: one entry per element; L, LS2: one per object).
     std::vector<void*>& table() { return table_; }
 
