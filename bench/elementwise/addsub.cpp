@@ -13,6 +13,7 @@
 
 #include "peers/elementwise.h"
 #include "support/operands.h"
+#include "support/paths.h"
 #include "support/rows.h"
 
 namespace olvm_bench {
@@ -52,6 +53,15 @@ void library(const ArrayView<float>& a, const ArrayView<float>& b, const ArrayVi
     }
     benchmark::DoNotOptimize(r);
 }
+
+#if defined(OLVM_FAST_PATHS)
+// The current path's batch kernel alone, on every object.
+template <bool Difference>
+void through_path(const ArrayView<float>& a, const ArrayView<float>& b, const ArrayView<float>& d) {
+    const olvm::elementwise::CombineJob job{Difference, 4, 4, unsigned(d.count), place_of(a), place_of(b), place_of(d)};
+    benchmark::DoNotOptimize(current_path().combine_batch_32f(&job));
+}
+#endif
 
 // The plain loop a user would write: object by object, element by element.
 template <bool Difference>
@@ -129,6 +139,13 @@ void register_elementwise() {
             register_operation<false>(layout, count);
             register_operation<true>(layout, count);
         }
+#if defined(OLVM_FAST_PATHS)
+    // Each path on the in-cache arrays, in every layout (the kernel covers all three).
+    const std::size_t count = path_row_objects();
+    for (Layout layout : {Layout::Standard, Layout::P, Layout::L})
+        add_path_rows(std::string("olvmAdd_mama_32f_4x4") + member_suffix(layout), count, library<false>, through_path<false>,
+                      [=](benchmark::State& s, Kernel kernel) { row<false>(s, layout, count, kernel); });
+#endif
 }
 
 }  // namespace olvm_bench

@@ -178,12 +178,12 @@ void register_members(std::size_t count, Kernel<T> eigen_peer, Kernel<T> native_
 }
 
 // Each path on the in-cache arrays, in the layouts whose kernels differ: rows object by
-// object (standard) and one object per lane (P).
+// object, rounded once (standard) or after every term (L), and one object per lane (P).
 template <class T, unsigned N>
 void register_paths() {
 #if defined(OLVM_FAST_PATHS)
     const std::size_t count = path_row_objects();
-    for (Layout layout : {Layout::Standard, Layout::P})
+    for (Layout layout : {Layout::Standard, Layout::P, Layout::L})
         add_path_rows(fixed_member<T>("olvmMul_mama", N, layout), count, library<T, N>, through_path<T, N>,
                       [=](benchmark::State& s, Kernel<T> kernel) { row<T, N>(s, layout, count, kernel, true); });
 #endif

@@ -37,6 +37,32 @@ struct Progress {
     bool stopped;
 };
 
+// Fetching ahead, one group before it is worked on. The lanes read their objects with
+// gathers and write them element by element, a pattern the processor's own prefetcher
+// does not follow across objects; from memory every object would otherwise wait for
+// its lines. P tables are left alone: finding their elements takes table reads.
+//
+// The first and last element of each of `rows` rows of object `obj`.
+template <unsigned O>
+OLVM_INLINE void fetch_object(const frame::Place& x, unsigned obj, unsigned rows) {
+    if (x.kind == frame::Place::Entries || x.object_null(obj)) return;
+    const char* start = x.start(obj);
+#pragma GCC unroll 6
+    for (unsigned r = 0; r < rows; ++r) {
+        _mm_prefetch(start + r * x.row, _MM_HINT_T0);
+        _mm_prefetch(start + r * x.row + (O - 1) * x.elem, _MM_HINT_T0);
+    }
+}
+// The displaced last-pivot element of object `obj` (see lu_lanes). Its row is known only
+// once the object is factored, so the element of every row is fetched; in the standard
+// and L layouts it lies far beyond the object.
+template <unsigned O>
+OLVM_INLINE void fetch_last_pivot(const frame::Place& d, unsigned obj) {
+    if (d.kind == frame::Place::Entries || d.object_null(obj)) return;
+#pragma GCC unroll 6
+    for (unsigned r = 0; r < O; ++r) _mm_prefetch(d.element(obj, r, (O - 1) + obj * O, O), _MM_HINT_T0);
+}
+
 // Decomposition. The plain kernel tests each object's displaced last-pivot element right
 // after finishing the object, and that element may lie in a later object's destination;
 // so objects are written and tested one at a time, and the kernel stops right after an
@@ -54,6 +80,12 @@ void lu_lanes(const LUJob& job, Progress& at) {
     for (unsigned n = at.done; n + W <= job.count; n += W) {
         for (unsigned q = 0; q < W; ++q)
             if (s.object_null(n + q) || d.object_null(n + q)) return void(at = {n, true});
+        if (n + 3 * W <= job.count)
+            for (unsigned q = 2 * W; q < 3 * W; ++q) {
+                fetch_object<O>(s, n + q, O);
+                fetch_object<O>(d, n + q, O);
+                fetch_last_pivot<O>(d, n + q);
+            }
 
         alignas(64) std::uintptr_t bases[W];
         for (unsigned q = 0; q < W; ++q) bases[q] = from.base(n + q);
@@ -198,6 +230,12 @@ void solve_lanes(const SolveJob& job, Progress& at) {
         // Entries are used as they stand; ones out of range address memory the offsets
         // here do not describe, and are left to the plain loop.
         if (outside) return void(at = {n, true});
+        if (n + 3 * W <= job.count)
+            for (unsigned q = 2 * W; q < 3 * W; ++q) {
+                if (job.per_object) fetch_object<O>(a, n + q, O);
+                fetch_object<O>(b, n + q, 1);
+                fetch_object<O>(x, n + q, 1);
+            }
 
         // Per lane and logical row: where its factor row and right-hand side element lie.
         alignas(64) std::uintptr_t row_at[O][W], rhs_elem_at[O][W];

@@ -46,14 +46,22 @@ struct Lanes8 {
     static OLVM_INLINE V sub(V a, V b) { return _mm512_sub_pd(a, b); }
     static OLVM_INLINE V mul(V a, V b) { return _mm512_mul_pd(a, b); }
     static OLVM_INLINE V fma_exact(V a, V b, V c) { return _mm512_fmadd_pd(a, b, c); }
+    // Whole vectors take plain moves: a masked store costs more than a plain one on
+    // processors that split 512-bit operations in two.
     static OLVM_INLINE V load(const float* p, unsigned n) {
-        return _mm512_cvtps_pd(_mm256_maskz_loadu_ps(first_lanes(n), p));
+        return _mm512_cvtps_pd(n == 8 ? _mm256_loadu_ps(p) : _mm256_maskz_loadu_ps(first_lanes(n), p));
     }
-    static OLVM_INLINE V load(const double* p, unsigned n) { return _mm512_maskz_loadu_pd(first_lanes(n), p); }
+    static OLVM_INLINE V load(const double* p, unsigned n) {
+        return n == 8 ? _mm512_loadu_pd(p) : _mm512_maskz_loadu_pd(first_lanes(n), p);
+    }
     static OLVM_INLINE void store(float* p, V v, unsigned n) {
-        _mm256_mask_storeu_ps(p, first_lanes(n), _mm512_cvtpd_ps(v));
+        if (n == 8) _mm256_storeu_ps(p, _mm512_cvtpd_ps(v));
+        else _mm256_mask_storeu_ps(p, first_lanes(n), _mm512_cvtpd_ps(v));
     }
-    static OLVM_INLINE void store(double* p, V v, unsigned n) { _mm512_mask_storeu_pd(p, first_lanes(n), v); }
+    static OLVM_INLINE void store(double* p, V v, unsigned n) {
+        if (n == 8) _mm512_storeu_pd(p, v);
+        else _mm512_mask_storeu_pd(p, first_lanes(n), v);
+    }
     static OLVM_INLINE V round(V v, float) { return _mm512_cvtps_pd(_mm512_cvtpd_ps(v)); }
     // Four vectors as floats, transposed: rows[q] holds lane q of c[0], c[1], c[2], c[3].
     static OLVM_INLINE void rows4(const V (&c)[4], __m128 (&rows)[lanes]) {
@@ -116,13 +124,19 @@ struct Lanes4 {
     // Where the path has mask registers, partial rows use them: the AVX2 masked moves
     // cost several micro-ops each, a masked AVX-512 move costs one.
     static OLVM_INLINE V load(const float* p, unsigned n) {
-        return _mm256_cvtps_pd(_mm_maskz_loadu_ps(first_lanes(n), p));
+        return _mm256_cvtps_pd(n == 4 ? _mm_loadu_ps(p) : _mm_maskz_loadu_ps(first_lanes(n), p));
     }
-    static OLVM_INLINE V load(const double* p, unsigned n) { return _mm256_maskz_loadu_pd(first_lanes(n), p); }
+    static OLVM_INLINE V load(const double* p, unsigned n) {
+        return n == 4 ? _mm256_loadu_pd(p) : _mm256_maskz_loadu_pd(first_lanes(n), p);
+    }
     static OLVM_INLINE void store(float* p, V v, unsigned n) {
-        _mm_mask_storeu_ps(p, first_lanes(n), _mm256_cvtpd_ps(v));
+        if (n == 4) _mm_storeu_ps(p, _mm256_cvtpd_ps(v));
+        else _mm_mask_storeu_ps(p, first_lanes(n), _mm256_cvtpd_ps(v));
     }
-    static OLVM_INLINE void store(double* p, V v, unsigned n) { _mm256_mask_storeu_pd(p, first_lanes(n), v); }
+    static OLVM_INLINE void store(double* p, V v, unsigned n) {
+        if (n == 4) _mm256_storeu_pd(p, v);
+        else _mm256_mask_storeu_pd(p, first_lanes(n), v);
+    }
 #else
     static OLVM_INLINE V load(const float* p, unsigned n) {
         return _mm256_cvtps_pd(n == 4 ? _mm_loadu_ps(p) : _mm_maskload_ps(p, mask32(n)));
@@ -297,6 +311,66 @@ struct Pair {
         for (unsigned q = 0; q < half; ++q) rows[q] = lo[q], rows[q + half] = hi[q];
     }
 };
+
+// Lanes of floats, for the one operation whose float result is provably the double
+// result rounded once: a single sum or difference of two floats. Rounding to double and
+// then to float equals rounding once to float whenever double carries at least twice
+// float's precision plus two bits (53 >= 2 * 24 + 2), as it does.
+#if defined(__AVX512F__) && defined(__AVX512VL__)
+struct Floats {
+    using V = __m512;
+    static constexpr unsigned lanes = 16;
+    static OLVM_INLINE __mmask16 first(unsigned n) { return static_cast<__mmask16>((1u << n) - 1u); }
+    static OLVM_INLINE V broadcast(double x) { return _mm512_set1_ps(static_cast<float>(x)); }
+    static OLVM_INLINE V add(V a, V b) { return _mm512_add_ps(a, b); }
+    static OLVM_INLINE V sub(V a, V b) { return _mm512_sub_ps(a, b); }
+    static OLVM_INLINE V load(const float* p, unsigned n) {
+        return n == lanes ? _mm512_loadu_ps(p) : _mm512_maskz_loadu_ps(first(n), p);
+    }
+    static OLVM_INLINE void store(float* p, V v, unsigned n) {
+        if (n == lanes) _mm512_storeu_ps(p, v);
+        else _mm512_mask_storeu_ps(p, first(n), v);
+    }
+};
+#elif defined(__AVX2__)
+struct Floats {
+    using V = __m256;
+    static constexpr unsigned lanes = 8;
+    static OLVM_INLINE __m256i first(unsigned n) {
+        return _mm256_cmpgt_epi32(_mm256_set1_epi32(static_cast<int>(n)), _mm256_setr_epi32(0, 1, 2, 3, 4, 5, 6, 7));
+    }
+    static OLVM_INLINE V broadcast(double x) { return _mm256_set1_ps(static_cast<float>(x)); }
+    static OLVM_INLINE V add(V a, V b) { return _mm256_add_ps(a, b); }
+    static OLVM_INLINE V sub(V a, V b) { return _mm256_sub_ps(a, b); }
+    static OLVM_INLINE V load(const float* p, unsigned n) {
+        return n == lanes ? _mm256_loadu_ps(p) : _mm256_maskload_ps(p, first(n));
+    }
+    static OLVM_INLINE void store(float* p, V v, unsigned n) {
+        if (n == lanes) _mm256_storeu_ps(p, v);
+        else _mm256_maskstore_ps(p, first(n), v);
+    }
+};
+#else
+struct Floats {
+    using V = __m128;
+    static constexpr unsigned lanes = 4;
+    static OLVM_INLINE V broadcast(double x) { return _mm_set1_ps(static_cast<float>(x)); }
+    static OLVM_INLINE V add(V a, V b) { return _mm_add_ps(a, b); }
+    static OLVM_INLINE V sub(V a, V b) { return _mm_sub_ps(a, b); }
+    static OLVM_INLINE V load(const float* p, unsigned n) {
+        if (n == lanes) return _mm_loadu_ps(p);
+        alignas(16) float part[lanes] = {};
+        for (unsigned q = 0; q < n; ++q) part[q] = p[q];
+        return _mm_load_ps(part);
+    }
+    static OLVM_INLINE void store(float* p, V v, unsigned n) {
+        if (n == lanes) return _mm_storeu_ps(p, v);
+        alignas(16) float part[lanes];
+        _mm_store_ps(part, v);
+        for (unsigned q = 0; q < n; ++q) p[q] = part[q];
+    }
+};
+#endif
 
 // The lanes a path uses: Narrow for rows of up to four elements, Wide for longer rows and
 // for lanes that run across objects. 512-bit vectors pay only where they are full.

@@ -1,5 +1,7 @@
-// Loader-chosen paths: each batch kernel is an indirect function whose resolver picks the
-// widest path the processor supports. Resolvers run while the library is being
+// Loader-chosen paths: each batch kernel is an indirect function with a resolver of its
+// own, which picks the widest path the processor supports: on the processors measured
+// (the per-path rows of docs/performance.md) that is, kernel by kernel, the fastest path
+// or one within the measurements' spread of it. Resolvers run while the library is being
 // relocated, so this file calls nothing outside itself but the compiler's own CPU probe
 // and is built without sanitizers or stack protection.
 #include "paths/kernels.h"

@@ -106,34 +106,63 @@ unsigned mul_rows(const MulJob& job) {
 }
 
 // P layout, one object per lane: element k of consecutive objects is contiguous, so each
-// element of W objects is one load. A single source (object stride 0) is broadcast. The
-// sums of one row of C are formed side by side.
+// element of W objects is one load. A single source (object stride 0) is broadcast.
+// Every entry's run is read from the tables once; 32f sources are widened once per group
+// into local arrays, which the terms then read as plain memory operands. Several rows of
+// C are summed side by side (as many as the registers hold), term k of each before term
+// k + 1, so that the rounding chains of their elements overlap.
 template <class L, class T, unsigned O, bool TransA, bool TransB>
 unsigned mul_lanes(const MulJob& job) {
-    constexpr unsigned W = L::lanes;
+    constexpr unsigned W = L::lanes, E = O * O;
+    constexpr unsigned registers = W == 8 ? 32 : 16;
+    // Rows of C per block: a divisor of O whose sums leave room for two more vectors.
+    constexpr unsigned RB = O * O + 2 <= registers ? O : O % 3 == 0 && 3 * O + 2 <= registers ? 3
+                                                    : O % 2 == 0 && 2 * O + 2 <= registers ? 2 : 1;
+    constexpr bool widen = std::is_same_v<T, float>;
+    using V = typename L::V;
     const frame::Place a = job.a, b = job.b, c = job.c;
-    auto load = [](const frame::Place& x, unsigned k, unsigned n) {
-        const char* p = x.entry(k, n);
-        return x.obj == 0 ? L::broadcast(static_cast<double>(read<T>(p)))
-                          : L::load(reinterpret_cast<const T*>(p), W);
+    // Runs in the order used: ar[i * O + k] holds a(i, k), br[k * O + j] b(k, j).
+    const T* ar[E];
+    const T* br[E];
+    T* cr[E];
+    for (unsigned i = 0; i < O; ++i)
+        for (unsigned k = 0; k < O; ++k) {
+            ar[i * O + k] = reinterpret_cast<const T*>(a.entry(TransA ? k * O + i : i * O + k, 0));
+            br[i * O + k] = reinterpret_cast<const T*>(b.entry(TransB ? k * O + i : i * O + k, 0));
+            cr[i * O + k] = reinterpret_cast<T*>(const_cast<char*>(c.entry(i * O + k, 0)));
+        }
+    const bool a_one = a.obj == 0, b_one = b.obj == 0;
+    auto get = [&](const T* run, bool one, unsigned n) {
+        return one ? L::broadcast(static_cast<double>(*run)) : L::load(run + n, W);
     };
+    alignas(64) double aw[widen ? E : 1][W], bw[widen ? E : 1][W];
     const unsigned count = job.count;
     unsigned n = 0;
     for (; n + W <= count; n += W) {
-        for (unsigned i = 0; i < O; ++i) {
-            typename L::V sum[O];
-#pragma GCC unroll 8
-            for (unsigned j = 0; j < O; ++j) sum[j] = L::zero();
-#pragma GCC unroll 8
-            for (unsigned k = 0; k < O; ++k) {
-                const typename L::V av = load(a, TransA ? k * O + i : i * O + k, n);
-#pragma GCC unroll 8
-                for (unsigned j = 0; j < O; ++j)
-                    sum[j] = step<L, T, true>(av, load(b, TransB ? j * O + k : k * O + j, n), sum[j]);
+        if constexpr (widen) {
+#pragma GCC unroll 36
+            for (unsigned e = 0; e < E; ++e) {
+                L::store(aw[e], get(ar[e], a_one, n), W);
+                L::store(bw[e], get(br[e], b_one, n), W);
             }
-#pragma GCC unroll 8
-            for (unsigned j = 0; j < O; ++j)
-                L::store(reinterpret_cast<T*>(const_cast<char*>(c.entry(i * O + j, n))), sum[j], W);
+        }
+        auto A = [&](unsigned e) { return widen ? L::load(aw[e], W) : get(ar[e], a_one, n); };
+        auto B = [&](unsigned e) { return widen ? L::load(bw[e], W) : get(br[e], b_one, n); };
+#pragma GCC unroll 6
+        for (unsigned i0 = 0; i0 < O; i0 += RB) {
+            V sum[RB][O];
+#pragma GCC unroll 36
+            for (unsigned e = 0; e < RB * O; ++e) sum[e / O][e % O] = L::zero();
+#pragma GCC unroll 6
+            for (unsigned k = 0; k < O; ++k)
+#pragma GCC unroll 6
+                for (unsigned r = 0; r < RB; ++r) {
+                    const V av = A((i0 + r) * O + k);
+#pragma GCC unroll 6
+                    for (unsigned j = 0; j < O; ++j) sum[r][j] = step<L, T, true>(av, B(k * O + j), sum[r][j]);
+                }
+#pragma GCC unroll 36
+            for (unsigned e = 0; e < RB * O; ++e) L::store(cr[(i0 + e / O) * O + e % O] + n, sum[e / O][e % O], W);
         }
     }
     return n;
