@@ -1,5 +1,6 @@
 // The catalogue holds each family's published number of members, every member is
-// exported by the shared library, and the version record reads as published.
+// exported by the shared library (an alias at its routine's address), and the version
+// record reads as published.
 #include <gtest/gtest.h>
 
 #include <cstring>
@@ -33,6 +34,18 @@ TEST(Catalogue, EveryMemberIsExported) {
         }
     }
     EXPECT_EQ(missing, 0);
+}
+
+// A second name of a routine is the same function: one address for both names.
+TEST(Catalogue, AliasesResolveToTheirRoutinesAddress) {
+    int aliases = 0;
+    for (const auto& m : members()) {
+        if (!*m.alias_of) continue;
+        ASSERT_NE(symbol(m.name), nullptr) << m.name;
+        EXPECT_EQ(symbol(m.name), symbol(m.alias_of)) << m.name << " and " << m.alias_of;
+        ++aliases;
+    }
+    EXPECT_EQ(aliases, 4);
 }
 
 TEST(Version, RecordIsStaticAndReadsAsPublished) {

@@ -116,10 +116,10 @@ unsigned combine_runs(const CombineJob& job) {
             const T* ar = ConstA ? nullptr : run(a, i, j);
             const T* br = ConstB ? nullptr : run(b, i, j);
             T* cr = const_cast<T*>(run(c, i, j));
-            // A single source (object stride 0) is one element for every object.
-            const typename L::V av = ConstA ? ka : a.obj == 0 ? L::broadcast(static_cast<double>(*ar)) : ka;
-            const typename L::V bv = ConstB ? kb : b.obj == 0 ? L::broadcast(static_cast<double>(*br)) : kb;
+            // A constant, or a single source (object stride 0), is one value for every object.
             const bool a_one = ConstA || a.obj == 0, b_one = ConstB || b.obj == 0;
+            const typename L::V av = ConstA || !a_one ? ka : L::broadcast(static_cast<double>(*ar));
+            const typename L::V bv = ConstB || !b_one ? kb : L::broadcast(static_cast<double>(*br));
             if (a_one && b_one) {
                 for (unsigned n = 0; n < count; n += W) L::store(cr + n, apply<L, Subtract>(av, bv), simd::part(count, n, W));
             } else if (a_one) {

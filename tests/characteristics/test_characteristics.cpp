@@ -116,9 +116,7 @@ Call with_matrix(const MemberInfo& m, const std::vector<double>& a, unsigned n, 
     return c;
 }
 
-bool is_array(const MemberInfo& m) { return std::string(m.codes) == "ma"; }
-
-Placed& result(Call& c) { return c.op(is_array(*c.m) ? "dst" : "dstVal"); }
+Placed& result(Call& c) { return c.op(is_array_member(*c.m) ? "dst" : "dstVal"); }
 
 double determinant(const MemberInfo& m, const std::vector<double>& a, unsigned n) {
     Call c = with_matrix(m, a, n);
@@ -172,7 +170,7 @@ TEST(DetBehaviour, OnlyArraysCarryTheSignOfTheLastPivotIntoAZero) {
         for (unsigned obj = 0; obj < c.count; ++obj) {
             const double d = result(c).get(obj, 0, 0);
             EXPECT_EQ(d, 0.0) << m->name;
-            EXPECT_EQ(std::signbit(d), is_array(*m)) << m->name << " object " << obj;
+            EXPECT_EQ(std::signbit(d), is_array_member(*m)) << m->name << " object " << obj;
         }
     }
 }
@@ -185,7 +183,7 @@ TEST(DetBehaviour, GenericPTestsEntriesAfterStoringOne) {
         c.op("src").table()[5] = nullptr;
         EXPECT_EQ(c.run(), olvResultNullPointer) << m->name;
         EXPECT_EQ(result(c).get(0, 0, 0), 1.0) << m->name;
-        if (is_array(*m)) {
+        if (is_array_member(*m)) {
             EXPECT_FALSE(result(c).element_changed(1, 0, 0)) << m->name;
         }
     }

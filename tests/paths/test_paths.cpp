@@ -26,7 +26,6 @@ using OnePath = olvm::paths::Chosen;
 bool has(const char* s, const char* part) { return std::string(s).find(part) != std::string::npos; }
 bool listed(const MemberInfo& m) { return has(m.layout, "L"); }
 bool through(const MemberInfo& m) { return listed(m) || has(m.layout, "P"); }  // rounds every term
-std::string family(const MemberInfo& m) { return m.family; }
 
 // Operand `which` of a sum or difference; the constant is the first one in `cv`, `cva`.
 Place operand(Call& c, int which) {
@@ -37,24 +36,24 @@ Place operand(Call& c, int which) {
 // Sums, differences and products: what the kernel finished, and each element's value.
 unsigned run_job(const Path& p, Call& c) {
     const bool f = c.m->elem_size() == 4;
-    if (family(*c.m) == "Mul") {
+    if (c.m->is("Mul")) {
         const olvm::products::MulJob job{c.width, c.count, through(*c.m), place(c, "src1"), place(c, "src2"),
                                          place(c, "dst")};
         return (f ? p.mul_batch_32f : p.mul_batch_64f)(&job);
     }
-    const olvm::elementwise::CombineJob job{family(*c.m) == "Sub", c.width, c.height, c.count,
+    const olvm::elementwise::CombineJob job{c.m->is("Sub"), c.width, c.height, c.count,
                                             operand(c, 0), operand(c, 1), place(c, "dst")};
     return (f ? p.combine_batch_32f : p.combine_batch_64f)(&job);
 }
 double want(Call& c, unsigned n, unsigned i, unsigned j) {
     const std::size_t es = c.m->elem_size();
-    if (family(*c.m) != "Mul") {
+    if (!c.m->is("Mul")) {
         auto v = [&](int which) {
             const Place x = operand(c, which);
             const char* role = has(c.m->codes, "c") ? "src" : which ? "src2" : "src1";
             return x.kind == Place::Constant ? x.value : c.used(role, n, i, j);
         };
-        return round_to(family(*c.m) == "Sub" ? v(0) - v(1) : v(0) + v(1), es);
+        return round_to(c.m->is("Sub") ? v(0) - v(1) : v(0) + v(1), es);
     }
     double sum = 0;
     for (unsigned k = 0; k < c.width; ++k) {
@@ -83,7 +82,7 @@ OlvResult run_lu(Call& c, bool in_place) {
     unsigned* index = reinterpret_cast<unsigned*>(c.op("index").address(0, 0, 0));
     const fr::Array mode{c.count};
     const fr::Fixed<O, O> sh;
-    const bool decomp = family(*c.m) == "LUDecomp";
+    const bool decomp = c.m->is("LUDecomp");
     const Place d = place(c, "dst"), s = in_place && decomp ? d : place(c, "src");
     if (decomp)
         return described<const T>(s, [&](auto src) {
@@ -106,7 +105,7 @@ OlvResult run_lu(Call& c, bool in_place) {
 void repack(Call& c, Rng& rng, unsigned extra) {
     for (auto& [role, p] : c.ops) {
         if (role == "index") continue;
-        const unsigned cols = role == "dst" && family(*c.m) == "LUDecomp" ? unsigned(c.m->size) : p->cols();
+        const unsigned cols = role == "dst" && c.m->is("LUDecomp") ? unsigned(c.m->size) : p->cols();
         const unsigned count = p->count() + (role == "dst" ? extra : 0);
         p = std::make_unique<Placed>(p->esize, p->layout, p->array, p->rows(), cols, count, rng, Placement{false, false});
         p->randomize(rng);
@@ -119,7 +118,7 @@ void repack(Call& c, Rng& rng, unsigned extra) {
 // object); 2 nulls an L destination object, or for LU works in place with tiny values
 // where the displaced last-pivot test reads; 3 packs every operand.
 void shape(Call& c, int variant, Rng& rng) {
-    const bool is_lu = has(c.m->family, "LU"), decomp = family(*c.m) == "LUDecomp";
+    const bool is_lu = has(c.m->family, "LU"), decomp = c.m->is("LUDecomp");
     // (Packed P and L decompositions would read their displaced elements past the memory.)
     if (variant == 3 && !(decomp && (has(c.m->layout, "P") || listed(*c.m)))) repack(c, rng, c.count / c.width + 1);
     for (auto& [role, p] : c.ops) {

@@ -86,8 +86,8 @@ struct Reach {
 // and Extract (dense), and the tables of Transpose (exchanged row lengths).
 bool reaches_past_sizes(const MemberInfo& m, const OperandInfo& o) {
     const bool dst = o.role == "dst";
-    return o.role == "index" || (dst && is_family(m, "LUDecomp")) || (dst && is_family(m, "LoadIdentity")) ||
-           (dst && is_family(m, "Extract")) || (is_family(m, "Transpose") && is_table_layout(o.layout));
+    return o.role == "index" || (dst && m.is("LUDecomp")) || (dst && m.is("LoadIdentity")) ||
+           (dst && m.is("Extract")) || (m.is("Transpose") && is_table_layout(o.layout));
 }
 
 // Poisons the memory of every operand but the elements within reach (on), or unpoisons it.
@@ -125,7 +125,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         if (shrink && !shrunk.count(v)) shrunk[v] = in.ConsumeIntegralInRange(0u, v);
         if (shrink) v = shrunk[v];
     }
-    if (is_family(m, "QRBackSubst") && c.args.width > c.args.height)
+    if (m.is("QRBackSubst") && c.args.width > c.args.height)
         c.args.width = c.args.height;  // factors wider than tall are outside the contract
 
     // A solver's index vector names rows below the size: with a smaller size, each object's
@@ -152,7 +152,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     // skipped (an index vector is packed by the size).
     std::map<std::string, bool> objects_moved{{"index", shrink}};
     // LoadIdentity raises any stride below its minimum, so its strides stay as built.
-    const bool bends = !is_family(m, "LoadIdentity");
+    const bool bends = !m.is("LoadIdentity");
     for (const auto& o : c.info) {
         if (!c.args.role(o.role).row && !c.args.role(o.role).offset) continue;  // no description
         Placed& p = c.op(o.role);

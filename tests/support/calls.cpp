@@ -21,8 +21,7 @@ bool is_array_member(const MemberInfo& m) {
 
 namespace {
 
-bool is(const MemberInfo& m, const char* family) { return std::strcmp(m.family, family) == 0; }
-bool matrix_vector(const MemberInfo& m) { return is(m, "Gaxpy") || is_vector_product(m); }
+bool matrix_vector(const MemberInfo& m) { return m.is("Gaxpy") || is_vector_product(m); }
 
 struct Dims {
     unsigned rows, cols;
@@ -37,15 +36,15 @@ Dims used_dims(const Call& c, const OperandInfo& o, unsigned depth) {
         return o.role == "src2" ? Dims{depth, w} : Dims{h, w};
     }
     if (matrix_vector(m)) return o.role == "src1" ? Dims{h, w} : Dims{1, o.role == "src2" ? w : h};
-    if (is(m, "Transpose") && o.role == "dst") return {w, h};
-    if (is(m, "QRBackSubst") && o.kind[0] == 'v') return {1, o.role == "dst" ? w : h};
+    if (m.is("Transpose") && o.role == "dst") return {w, h};
+    if (m.is("QRBackSubst") && o.kind[0] == 'v') return {1, o.role == "dst" ? w : h};
     return o.kind[0] == 'v' ? Dims{1, w} : Dims{h, w};
 }
 
 // Scratch buffers: (bytes per element, elements).
 Dims buffer_dims(const Call& c, std::size_t es) {
-    if (is(*c.m, "Det")) return {unsigned(es), unsigned((det_buffer_bytes(c.width, es) + es - 1) / es)};
-    if (is(*c.m, "Invert")) return {4, unsigned(c.width * c.width * es / 4 + c.width)};
+    if (c.m->is("Det")) return {unsigned(es), unsigned((det_buffer_bytes(c.width, es) + es - 1) / es)};
+    if (c.m->is("Invert")) return {4, unsigned(c.width * c.width * es / 4 + c.width)};
     return {unsigned(es), c.height};  // QR: one element per row
 }
 
@@ -57,13 +56,13 @@ void choose_sizes(Call& c, Sizes& s, unsigned count) {
     bool vectors = true;
     for (const auto& o : c.info) vectors = vectors && o.kind[0] != 'm';
     unsigned w = pick(s.width, 3), h = pick(s.height, 2);
-    if (is(m, "Trace") || is(m, "Det")) h = w = pick(s.width, 4);
-    if (is(m, "Invert") || is(m, "LUDecomp") || is(m, "LUBackSubst")) h = w = pick(s.width, 3);
-    if (is(m, "QRDecomp") || is(m, "QRBackSubst")) w = pick(s.width, 2), h = pick(s.height, 3);
-    if (is(m, "LoadIdentity") && !s.width && !fixed) w = h * std::max(count, 1u) + 1;
+    if (m.is("Trace") || m.is("Det")) h = w = pick(s.width, 4);
+    if (m.is("Invert") || m.is("LUDecomp") || m.is("LUBackSubst")) h = w = pick(s.width, 3);
+    if (m.is("QRDecomp") || m.is("QRBackSubst")) w = pick(s.width, 2), h = pick(s.height, 3);
+    if (m.is("LoadIdentity") && !s.width && !fixed) w = h * std::max(count, 1u) + 1;
     // Table transposes of non-square matrices address exchanged row lengths (a case of
     // its own); the default calls keep them square.
-    if (is(m, "Transpose") && !s.height && std::string(m.layout).find('P') != std::string::npos) h = w;
+    if (m.is("Transpose") && !s.height && std::string(m.layout).find('P') != std::string::npos) h = w;
     if (vectors && !matrix_vector(m)) h = 1;
     if (is_matrix_product(m)) {
         const ProductSizes p = fixed ? ProductSizes{fixed, fixed, fixed, fixed} : consistent_sizes(m.codes, h, w, pick(s.depth, 4));
@@ -86,8 +85,8 @@ double unit(Rng& rng, std::size_t esize) { return round_to(double(rng() >> 11) *
 // Sources that the family can only process when they are well conditioned: a dominant
 // diagonal (Invert, and QR's matrices and packed factors).
 void condition(const MemberInfo& m, const OperandInfo& o, Placed& p, Rng& rng) {
-    const bool qr = is(m, "QRDecomp") || is(m, "QRBackSubst");
-    if (o.kind[0] != 'm' || !(qr || is(m, "Invert"))) return;
+    const bool qr = m.is("QRDecomp") || m.is("QRBackSubst");
+    if (o.kind[0] != 'm' || !(qr || m.is("Invert"))) return;
     for (unsigned n = 0; n < p.count(); ++n)
         for (unsigned i = 0; i < p.rows(); ++i) {
             double row = 0.0;
@@ -106,8 +105,8 @@ void condition(const MemberInfo& m, const OperandInfo& o, Placed& p, Rng& rng) {
 Sizes random_sizes(const MemberInfo& m, Rng& rng, unsigned count) {
     Sizes s{1 + unsigned(rng() % 5), 1 + unsigned(rng() % 5), 1 + unsigned(rng() % 5)};
     if (s.height == s.width) ++s.height;  // non-square, so that a transposition shows
-    if (is(m, "Transpose") && std::string(m.layout).find('P') != std::string::npos) s.height = s.width;
-    if (is(m, "LoadIdentity")) s.width = s.height * std::max(count, 1u) + 1 + unsigned(rng() % 2);
+    if (m.is("Transpose") && std::string(m.layout).find('P') != std::string::npos) s.height = s.width;
+    if (m.is("LoadIdentity")) s.width = s.height * std::max(count, 1u) + 1 + unsigned(rng() % 2);
     return s;
 }
 
@@ -141,10 +140,10 @@ Call make_call(const MemberInfo& m, Rng& rng, unsigned count, Sizes s, Placement
             if (is_transposed_kind(o.kind)) std::swap(d.rows, d.cols);
             // The last-pivot test of array decompositions reads, for object n, column
             // (size - 1) + n * size of a stored row: room for it in every object.
-            const bool displaced = is(m, "LUDecomp") && o.role == "dst" && is_array_kind(o.kind);
+            const bool displaced = m.is("LUDecomp") && o.role == "dst" && is_array_kind(o.kind);
             if (displaced && o.layout.find('P') != std::string::npos) d.rows += objects - 1;
             else if (displaced) d.cols *= objects;
-            const bool gathered = is(m, "Extract") && o.role == "dst";  // Extract writes densely
+            const bool gathered = m.is("Extract") && o.role == "dst";  // Extract writes densely
             p = std::make_unique<Placed>(es, o.layout, is_array_kind(o.kind), d.rows, d.cols, objects, rng,
                                          gathered ? dense : how);
             // The P array products test entries by counts taken from the size arguments.

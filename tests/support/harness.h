@@ -53,6 +53,7 @@ struct MemberInfo {
     // The size arguments of a generic member (width, height, len, size, src1Width, ...).
     std::vector<std::string> size_args() const;
     std::size_t elem_size() const { return std::string(type) == "32f" ? 4 : 8; }
+    bool is(const char* f) const { return std::string(family) == f; }
 };
 
 const std::vector<MemberInfo>& members();

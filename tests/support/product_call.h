@@ -75,10 +75,6 @@ inline bool is_constant_product(const MemberInfo& m) {
     return std::string(m.family) == "Mul" && std::string(m.codes).find('c') != std::string::npos;
 }
 
-inline bool has_array(const MemberInfo& m) {
-    return std::string(m.codes).find("ma") != std::string::npos;
-}
-
 // Members whose sums run through the destination element (P, PS2, L, LS2).
 inline bool accumulates_through_element(const MemberInfo& m) {
     const std::string l = m.layout;

@@ -7,8 +7,6 @@
 
 namespace olvmtest {
 
-bool is_family(const MemberInfo& m, const char* family) { return std::string(m.family) == family; }
-
 namespace {
 
 bool is_gaxpy(const MemberInfo& m) { return std::string(m.family) == "Gaxpy"; }
@@ -78,33 +76,33 @@ const Departure departures[] = {
          };
      }},
     // Vector Copy tests `len` as the common order does.
-    {"matrix array Copy tests no size", [](const MemberInfo& m) { return is_family(m, "Copy") && m.codes == std::string("ma"); },
+    {"matrix array Copy tests no size", [](const MemberInfo& m) { return m.is("Copy") && m.codes == std::string("ma"); },
      [](Expectations& e, const MemberInfo&) { e.size_tested = [](const std::string&) { return false; }; }},
     {"Copy and Extract never test table entries or object pointers",
-     [](const MemberInfo& m) { return is_family(m, "Copy") || is_family(m, "Extract"); },
+     [](const MemberInfo& m) { return m.is("Copy") || m.is("Extract"); },
      [](Expectations& e, const MemberInfo&) { e.entries_tested = false; }},
     {"Extract and LoadIdentity fail count = 0 as a size",
-     [](const MemberInfo& m) { return is_family(m, "Extract") || is_family(m, "LoadIdentity"); },
+     [](const MemberInfo& m) { return m.is("Extract") || m.is("LoadIdentity"); },
      [](Expectations& e, const MemberInfo&) { e.count_zero = olvResultBadSize; }},
     {"single-object table Extract members but olvmExtract_v_32f_P validate nothing",
      [](const MemberInfo& m) {
-         return is_family(m, "Extract") && std::string(m.layout) == "P" &&
+         return m.is("Extract") && std::string(m.layout) == "P" &&
                 std::string(m.name) != "olvmExtract_v_32f_P";
      },
      [](Expectations& e, const MemberInfo&) {
          e.pointers_tested = false;
          e.size_tested = [](const std::string&) { return false; };
      }},
-    {"LoadIdentity tests no size", [](const MemberInfo& m) { return is_family(m, "LoadIdentity"); },
+    {"LoadIdentity tests no size", [](const MemberInfo& m) { return m.is("LoadIdentity"); },
      [](Expectations& e, const MemberInfo&) { e.size_tested = [](const std::string&) { return false; }; }},
     {"single-matrix Transpose tests each element's entries as it moves it, in source order",
-     [](const MemberInfo& m) { return is_family(m, "Transpose"); },
+     [](const MemberInfo& m) { return m.is("Transpose"); },
      [](Expectations& e, const MemberInfo&) { e.source_order = true; }},
     {"single dot products and norms test entries while summing and store only at the end",
-     [](const MemberInfo& m) { return is_family(m, "DotProduct") || is_family(m, "L2Norm"); },
+     [](const MemberInfo& m) { return m.is("DotProduct") || m.is("L2Norm"); },
      [](Expectations& e, const MemberInfo&) { e.single_entries = EntryTests::AllFirst; }},
     {"single cross products test all nine entries before computing",
-     [](const MemberInfo& m) { return is_family(m, "CrossProduct"); },
+     [](const MemberInfo& m) { return m.is("CrossProduct"); },
      [](Expectations& e, const MemberInfo&) { e.single_entries = EntryTests::AllFirst; }},
     {"QR decompositions and solvers test every single-object entry before computing", is_qr,
      [](Expectations& e, const MemberInfo&) { e.single_entries = EntryTests::AllFirst; }},
@@ -117,25 +115,25 @@ const Departure departures[] = {
          };
      }},
     {"Trace P members test only the diagonal entries, each as its element is added",
-     [](const MemberInfo& m) { return is_family(m, "Trace") && std::string(m.layout) == "P"; },
+     [](const MemberInfo& m) { return m.is("Trace") && std::string(m.layout) == "P"; },
      [](Expectations& e, const MemberInfo&) {
          e.single_entries = EntryTests::Diagonal;
          e.entries_before_count = false;
      }},
     {"FrobNorm P members test each entry as its element is squared and store only at the end",
-     [](const MemberInfo& m) { return is_family(m, "FrobNorm") && std::string(m.layout) == "P"; },
+     [](const MemberInfo& m) { return m.is("FrobNorm") && std::string(m.layout) == "P"; },
      [](Expectations& e, const MemberInfo&) {
          e.single_entries = EntryTests::AllFirst;
          e.entries_before_count = false;
      }},
     {"generic Det P members test entries while copying, after storing 1 in the result",
-     [](const MemberInfo& m) { return is_family(m, "Det") && std::string(m.layout) == "P" && m.size == 0; },
+     [](const MemberInfo& m) { return m.is("Det") && std::string(m.layout) == "P" && m.size == 0; },
      [](Expectations& e, const MemberInfo&) {
          e.single_entries = EntryTests::AfterOne;
          e.entries_before_count = false;
      }},
     {"fixed-size Det members test every P entry before computing",
-     [](const MemberInfo& m) { return is_family(m, "Det") && m.size != 0; },
+     [](const MemberInfo& m) { return m.is("Det") && m.size != 0; },
      [](Expectations& e, const MemberInfo&) { e.single_entries = EntryTests::AllFirst; }},
     {"fixed-size inversions test source and destination entries in pairs before any arithmetic",
      [](const MemberInfo& m) { return is_invert(m) && m.size; },
@@ -152,7 +150,7 @@ const Departure departures[] = {
          e.divides = true;
      }},
     {"LU and QR decompositions end the call at a pivot or column norm below the threshold",
-     [](const MemberInfo& m) { return is_family(m, "LUDecomp") || is_family(m, "QRDecomp"); },
+     [](const MemberInfo& m) { return m.is("LUDecomp") || m.is("QRDecomp"); },
      [](Expectations& e, const MemberInfo&) { e.divides = true; }},
     {"4x4 inversions leave the adjugate of a singular matrix in the destination",
      [](const MemberInfo& m) { return is_invert(m) && m.size == 4; },

@@ -76,7 +76,6 @@ struct Expectations {
 // The expectations of one member: the common order with its family's departures.
 Expectations expectations(const MemberInfo& m);
 
-bool is_family(const MemberInfo& m, const char* family);
 bool is_table_layout(const std::string& l);
 bool is_listed_layout(const std::string& l);
 // Whether an array operand of the member is described by a table of that kind.

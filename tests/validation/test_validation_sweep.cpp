@@ -267,7 +267,7 @@ const InPlace in_place_rows[] = {
      },
      "src"},
     {"Saxpy and LComb read element i of the sources before writing element i",
-     [](const MemberInfo& m) { return is_family(m, "Saxpy") || is_family(m, "LComb"); }, nullptr},
+     [](const MemberInfo& m) { return m.is("Saxpy") || m.is("LComb"); }, nullptr},
     {"LU decompositions copy the source before eliminating",
      [](const MemberInfo& m) { return std::string(m.family) == "LUDecomp"; }, "src"},
     {"QR decompositions copy the source before reducing",
