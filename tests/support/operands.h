@@ -2,7 +2,6 @@
 // the call wrote.
 #pragma once
 
-#include <functional>
 #include <map>
 #include <memory>
 #include <string>
@@ -31,10 +30,5 @@ struct Call {
 
 bool is_array_kind(const std::string& kind);
 bool is_transposed_kind(const std::string& kind);
-
-// Checks a call made after snapshot_all(): every destination element (object n, row i,
-// column j as stored) equals want(n, i, j) bit for bit, no byte of the destination's
-// memory outside its elements changed, and no source changed.
-void expect_result(Call& c, const std::function<double(unsigned, unsigned, unsigned)>& want);
 
 }  // namespace olvmtest

@@ -115,10 +115,4 @@ inline void set_used(Call& c, const std::string& role, unsigned n, unsigned i, u
     else c.op(role).set(obj, i, j, v);
 }
 
-// Index in a P table of the entry holding `role`'s element (i, j) as used.
-inline unsigned held_entry(Call& c, const std::string& role, unsigned i, unsigned j) {
-    const Placed& p = c.op(role);
-    return is_transposed_kind(c.kind_of(role).kind) ? j * p.cols() + i : i * p.cols() + j;
-}
-
 }  // namespace olvmtest
