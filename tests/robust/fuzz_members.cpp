@@ -188,18 +188,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
 
     if (got != v.code && !(v.divides && got == olvResultZeroDivisor))
         fail(c, "returned " + std::to_string(got) + ", expected " + std::to_string(v.code));
-    for (const auto& o : c.info) {
-        Placed& p = c.op(o.role);
-        if (o.access == 'r' || (o.access == 's' && !v.scratch)) {
-            if (p.any_changed()) fail(c, "wrote into " + o.role);
-            continue;
-        }
-        if (p.changed_outside_elements()) fail(c, "wrote outside the elements of " + o.role);
-        if (o.access != 'w' || objects_moved[o.role]) continue;
-        for (unsigned n = v.objects; n < p.count(); ++n)
-            for (unsigned i = 0; i < p.rows(); ++i)
-                for (unsigned j = 0; j < p.cols(); ++j)
-                    if (p.element_changed(n, i, j)) fail(c, "wrote object " + std::to_string(n) + " of " + o.role);
-    }
+    const std::string wrong = audit(c, v, nullptr, false, [&](const std::string& role) { return objects_moved[role]; });
+    if (!wrong.empty()) fail(c, wrong);
     return 0;
 }

@@ -1,6 +1,7 @@
 #include "validation_model.h"
 
 #include <cctype>
+#include <cstring>
 
 #include "calls.h"
 #include "product_call.h"
@@ -246,6 +247,32 @@ Verdict predict(Call& c, const Expectations& e) {
         }
     }
     return v;
+}
+
+std::string audit(Call& c, const Verdict& v, Call* twin, bool partial,
+                  const std::function<bool(const std::string&)>& skip) {
+    for (const auto& o : c.info) {
+        Placed& p = c.op(o.role);
+        if (o.access == 'r' || (o.access == 's' && !v.scratch)) {
+            if (p.any_changed()) return "wrote into " + o.role;
+            continue;
+        }
+        if (p.changed_outside_elements()) return "wrote outside the elements of " + o.role;
+        if (o.access != 'w' || (skip && skip(o.role))) continue;
+        for (unsigned n = 0; n < p.count(); ++n)
+            for (unsigned i = 0; i < p.rows(); ++i)
+                for (unsigned j = 0; j < p.cols(); ++j) {
+                    const std::string at = o.role + " object " + std::to_string(n) + " (" + std::to_string(i) + ", " +
+                                           std::to_string(j) + ")";
+                    if (n < v.objects) {
+                        if (twin && std::memcmp(p.address(n, i, j), twin->op(o.role).address(n, i, j), p.esize))
+                            return at + " differs from a complete call's";
+                    } else if ((n > v.objects || !partial) && p.element_changed(n, i, j)) {
+                        return "wrote " + at;
+                    }
+                }
+    }
+    return "";
 }
 
 }  // namespace olvmtest

@@ -97,4 +97,12 @@ struct Verdict {
 };
 Verdict predict(Call& c, const Expectations& e);
 
+// What a call wrote that the verdict does not allow ("" if nothing): a source (or scratch,
+// unless allowed) changed, an output changed outside its elements, or an output object
+// from v.objects on changed (object v.objects may, where `partial`). With a twin (a call
+// of the same values that ran to the end), objects before v.objects must equal the twin's.
+// Outputs for which `skip` holds are spared the per-object checks.
+std::string audit(Call& c, const Verdict& v, Call* twin = nullptr, bool partial = false,
+                  const std::function<bool(const std::string&)>& skip = {});
+
 }  // namespace olvmtest
