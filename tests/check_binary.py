@@ -1,22 +1,21 @@
-"""Checks of the built library's binaries against the catalogue, one subcommand each:
-
-  exports   the shared object's dynamic symbols are exactly the catalogue's names;
-  paths     the objects of one instruction-set path define nothing global outside that
-            path's namespaces (the linker could merge a wider path's copy into another
-            path) and have no static initialisers (they would run on every processor);
-  writable  the shared object keeps no writable data of its own: RELRO sections and the
-            lazy-binding slots hold no state, and in every other writable section each
-            symbol is one the toolchain adds (start-up objects, libgcc's processor
-            description filled once by the loader-time path resolvers);
-  pe        the Windows DLL exports exactly the catalogue's names, undecorated, the
-            aliases at their routines' addresses; its import library decorates each name
-            _name@N with N = 4 * argument words (members.tsv, column 2); it imports only
-            system DLLs, and programs linked against it import only names it exports;
-  elf       every return of every exported function of the i386 shared object (of each
-            path of a loader-chosen one) pops 4 * argument words bytes.
-
-Prints what it counted and exits non-zero on any mismatch.
-"""
+# Checks of the built library's binaries against the catalogue, one subcommand each:
+#
+#   exports   the shared object's dynamic symbols are exactly the catalogue's names;
+#   paths     the objects of one instruction-set path define nothing global outside that
+#             path's namespaces (the linker could merge a wider path's copy into another
+#             path) and have no static initialisers (they would run on every processor);
+#   writable  the shared object keeps no writable data of its own: RELRO sections and the
+#             lazy-binding slots hold no state, and in every other writable section each
+#             symbol is one the toolchain adds (start-up objects, libgcc's processor
+#             description filled once by the loader-time path resolvers);
+#   pe        the Windows DLL exports exactly the catalogue's names, undecorated, the
+#             aliases at their routines' addresses; its import library decorates each name
+#             _name@N with N = 4 * argument words (members.tsv, column 2); it imports only
+#             system DLLs, and programs linked against it import only names it exports;
+#   elf       every return of every exported function of the i386 shared object (of each
+#             path of a loader-chosen one) pops 4 * argument words bytes.
+#
+# Prints what it counted and exits non-zero on any mismatch.
 import argparse
 import collections
 import re

@@ -59,15 +59,11 @@ OlvResult call_with_entry_shift(Thunk thunk, void* fn, const Args& a, unsigned s
     return thunk(reinterpret_cast<void*>(&olvmtest_shifted_entry), a);
 }
 
-bool entry_shift_supported() { return true; }
-
 #else
 
 OlvResult call_with_entry_shift(Thunk thunk, void* fn, const Args& a, unsigned) {
     return thunk(fn, a);
 }
-
-bool entry_shift_supported() { return false; }
 
 #endif
 

@@ -34,7 +34,4 @@ namespace olvmtest {
 // `shift` bytes (0, 4, 8 or 12) below where the ABI would have it.
 OlvResult call_with_entry_shift(Thunk thunk, void* fn, const Args& a, unsigned shift);
 
-// True where call_with_entry_shift really moves the stack.
-bool entry_shift_supported();
-
 }  // namespace olvmtest
