@@ -14,6 +14,8 @@
 #include "decomp/lu.h"
 #include "decomp/lu_solve.h"
 #include "path_kernels.h"
+#include "product_call.h"
+#include "reference.h"
 
 namespace olvmtest {
 namespace {
@@ -25,7 +27,6 @@ using OnePath = olvm::paths::Chosen;
 
 bool has(const char* s, const char* part) { return std::string(s).find(part) != std::string::npos; }
 bool listed(const MemberInfo& m) { return has(m.layout, "L"); }
-bool through(const MemberInfo& m) { return listed(m) || has(m.layout, "P"); }  // rounds every term
 
 // Operand `which` of a sum or difference; the constant is the first one in `cv`, `cva`.
 Place operand(Call& c, int which) {
@@ -33,11 +34,11 @@ Place operand(Call& c, int which) {
     Place k{Place::Constant, false, nullptr, 0, 0, 0, 0, round_to(c.args.val, c.m->elem_size())};
     return (c.m->codes[0] == 'c') == (which == 0) ? k : place(c, "src");
 }
-// Sums, differences and products: what the kernel finished, and each element's value.
+// Sums, differences and products: what the kernel finished.
 unsigned run_job(const Path& p, Call& c) {
     const bool f = c.m->elem_size() == 4;
     if (c.m->is("Mul")) {
-        const olvm::products::MulJob job{c.width, c.count, through(*c.m), place(c, "src1"), place(c, "src2"),
+        const olvm::products::MulJob job{c.width, c.count, accumulates_through_element(*c.m), place(c, "src1"), place(c, "src2"),
                                          place(c, "dst")};
         return (f ? p.mul_batch_32f : p.mul_batch_64f)(&job);
     }
@@ -45,24 +46,6 @@ unsigned run_job(const Path& p, Call& c) {
                                             operand(c, 0), operand(c, 1), place(c, "dst")};
     return (f ? p.combine_batch_32f : p.combine_batch_64f)(&job);
 }
-double want(Call& c, unsigned n, unsigned i, unsigned j) {
-    const std::size_t es = c.m->elem_size();
-    if (!c.m->is("Mul")) {
-        auto v = [&](int which) {
-            const Place x = operand(c, which);
-            const char* role = has(c.m->codes, "c") ? "src" : which ? "src2" : "src1";
-            return x.kind == Place::Constant ? x.value : c.used(role, n, i, j);
-        };
-        return round_to(c.m->is("Sub") ? v(0) - v(1) : v(0) + v(1), es);
-    }
-    double sum = 0;
-    for (unsigned k = 0; k < c.width; ++k) {
-        const double term = c.used("src1", n, i, k) * c.used("src2", n, k, j);
-        sum = through(*c.m) ? round_to(term + sum, es) : sum + term;
-    }
-    return round_to(sum, es);
-}
-
 // An operand as the plain kernels address it.
 template <class E, class F>
 OlvResult described(const Place& x, F f) {
@@ -153,7 +136,7 @@ void check(const Path& path, const MemberInfo& m, unsigned count, int variant, s
         for (unsigned n = 0; n < d.count(); ++n)
             for (unsigned i = 0; i < d.rows(); ++i)
                 for (unsigned j = 0; j < d.cols(); ++j)
-                    ASSERT_TRUE(n < done ? same_value(d.get(n, i, j), want(c, n, i, j), m.elem_size())
+                    ASSERT_TRUE(n < done ? same_value(d.get(n, i, j), reference(c, n, i, j), m.elem_size())
                                          : !d.element_changed(n, i, j))
                         << what << " object " << n << " (" << i << ", " << j << "), finished " << done;
         EXPECT_FALSE(d.changed_outside_elements()) << what;
