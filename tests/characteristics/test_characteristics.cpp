@@ -3,12 +3,6 @@
 // extended-precision expansion for fixed ones), then hand-worked cases: the threshold's
 // asymmetry, row-exchange signs, the negative zero only arrays produce; and what the P
 // members of Det, Trace and FrobNorm leave in their results when a table entry is null.
-#include <gtest/gtest.h>
-
-#include <string>
-#include <utility>
-#include <vector>
-
 #include "models.h"
 
 namespace olvmtest {

@@ -2,10 +2,6 @@
 // 3x3 and 4x4 bit for bit, 5x5 and 6x6 within a tolerance), then hand-worked cases of the
 // band limits, the generic epsilon at the last pivot and in minors, zero minors, and the
 // block inversion's pivot ties.
-#include <gtest/gtest.h>
-
-#include <vector>
-
 #include "models.h"
 
 namespace olvmtest {

@@ -3,12 +3,9 @@
 // threshold at its limits in a step and in the last test, the stored rounded multiplier,
 // what failing calls leave, the displaced last-pivot test of array decompositions, and
 // solving through a permutation, in double sums, over a zero diagonal and in place.
-#include <gtest/gtest.h>
-
 #include <cmath>
 #include <limits>
-#include <string>
-#include <vector>
+#include <tuple>
 
 #include "models.h"
 
@@ -24,17 +21,11 @@ const OlvResult ok = olvResultOk, fails = olvResultZeroDivisor;
 
 // A decomposition by every generic member of the types named: its result, index vector
 // and factors (empty: left to the model).
-struct Decomposition {
-    std::string types;
-    std::vector<double> a;
-    OlvResult code;
-    std::vector<double> index, d;
-};
-
 TEST(LUDecompBehaviour, WorkedDecompositions) {
     const double t = 1.1920928955078125e-07, below = 0x1.fffffep-24, third = round_to(1.0 / 3, 4);
     const double nan = std::numeric_limits<double>::quiet_NaN();
-    const Decomposition cases[] = {
+    using V = std::vector<double>;
+    const std::tuple<std::string, V, OlvResult, V, V> cases[] = {
         // Ties keep the earlier row; stored row 1 becomes (-1, 3 - (-1) * 2).
         {"32f 64f", {1, 2, -1, 3}, ok, {0, 1}, {1, 2, -1, 5}},
         // Column 0 holds 2, NaN, 1: NaN replaces 2 (unordered), then 1 replaces NaN; a NaN
@@ -56,14 +47,14 @@ TEST(LUDecompBehaviour, WorkedDecompositions) {
         {"32f 64f", {2, 1, 1, 4, 2, 3, 1, 0.5, 5}, fails, {1, 0, 2}, {0.5, 0, -0.5, 4, 2, 3, 0.25, 0, 4.25}},
     };
     for (const MemberInfo* m : members_of("LUDecomp", true))
-        for (const Decomposition& k : cases) {
-            if (k.types.find(m->type) == std::string::npos) continue;
-            const unsigned n = unsigned(std::lround(std::sqrt(k.a.size())));
-            const Worked r = run_on(*m, {{"src", Mat(n, n, k.a)}});
-            const std::string what = std::string(m->name) + " on " + ::testing::PrintToString(k.a);
-            EXPECT_EQ(r.code, k.code) << what;
-            EXPECT_TRUE(holds(read(r.c, "index", 0, 1, n), k.index, 8)) << what;
-            EXPECT_TRUE(holds(read(r.c, "dst", 0, n, n), k.d, m->elem_size())) << what;
+        for (const auto& [types, a, code, index, d] : cases) {
+            if (types.find(m->type) == std::string::npos) continue;
+            const unsigned n = unsigned(std::lround(std::sqrt(a.size())));
+            const Worked r = run_on(*m, {{"src", Mat(n, n, a)}});
+            const std::string what = std::string(m->name) + " on " + ::testing::PrintToString(a);
+            EXPECT_EQ(r.code, code) << what;
+            EXPECT_TRUE(holds(read(r.c, "index", 0, 1, n), index, 8)) << what;
+            EXPECT_TRUE(holds(read(r.c, "dst", 0, n, n), d, m->elem_size())) << what;
         }
 }
 
@@ -91,10 +82,8 @@ TEST(LUDecompBehaviour, ArrayObjectsTestTheDisplacedLastPivot) {
 
 // Back substitution by every generic single-matrix member: index, factors, b, x.
 TEST(LUBackSubstBehaviour, WorkedSystems) {
-    struct System {
-        std::vector<double> index, f, b, x;
-    };
-    const System cases[] = {
+    using V = std::vector<double>;
+    const std::tuple<V, V, V, V> cases[] = {
         // Index {1, 0}: U's first row is stored row 1; A = ((2, 4), (4, 2)), x = (1, 2).
         {{1, 0}, {0.5, 3, 4, 2}, {10, 8}, {1, 2}},
         // Sums are formed in double: 2^24 + 1 survives, so x[2] = 2^24 - (2^24 + 1).
@@ -103,11 +92,11 @@ TEST(LUBackSubstBehaviour, WorkedSystems) {
         {{0, 1}, {1, 2, 0, 0}, {3, 2}, {-HUGE_VAL, HUGE_VAL}},
     };
     for (const MemberInfo* m : members_of("LUBackSubst", true, "mv")) {
-        for (const System& s : cases) {
-            const unsigned n = unsigned(s.index.size());
-            const Worked r = run_on(*m, {{"src", Mat(n, n, s.f)}, {"index", Mat(1, n, s.index)}, {"src2", Mat(1, n, s.b)}});
+        for (const auto& [index, f, b, x] : cases) {
+            const unsigned n = unsigned(index.size());
+            const Worked r = run_on(*m, {{"src", Mat(n, n, f)}, {"index", Mat(1, n, index)}, {"src2", Mat(1, n, b)}});
             EXPECT_EQ(r.code, ok) << m->name;
-            EXPECT_TRUE(holds(read(r.c, "dst"), s.x, m->elem_size())) << m->name;
+            EXPECT_TRUE(holds(read(r.c, "dst"), x, m->elem_size())) << m->name;
         }
         // In place with index {1, 0}: x[0] = b[1] = 8 overwrites b[0] before it is read, so
         // the forward pass gives (8, 8 - 0.5 * 8) instead of (8, 6).

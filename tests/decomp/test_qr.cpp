@@ -3,11 +3,9 @@
 // down: the 2x2 worked example, 1x1, the squared column sum against the threshold, the
 // sign taken at a zero diagonal, a matrix wider than tall, tall matrices solved in the
 // least-squares sense, and a zero on R's diagonal.
-#include <gtest/gtest.h>
-
 #include <cmath>
 #include <limits>
-#include <vector>
+#include <tuple>
 
 #include "models.h"
 
@@ -20,20 +18,13 @@ TEST(QRSweep, EveryMemberFollowsTheModel) {
 }
 
 const double r2 = std::sqrt(2.0), inf = HUGE_VAL;
+using V = std::vector<double>;
 
 // Width, height, the source, the result, the destination (empty: left to the model) and
 // the scale of its tolerance (negative: bit for bit).
-struct Decomposition {
-    unsigned w, h;
-    std::vector<double> a;
-    OlvResult code;
-    std::vector<double> d;
-    double scale;
-};
-
 TEST(QRDecompBehaviour, WorkedDecompositions) {
     const double e = 0x1p-12, tiny = float(1e-4), nan = std::numeric_limits<double>::quiet_NaN();
-    const Decomposition cases[] = {
+    const std::tuple<unsigned, unsigned, V, OlvResult, V, double> cases[] = {
         // S = 25, sigma = 5, t = 8, v = (1, 0.5), N = 1.25, beta = -1.6.
         {2, 2, {3, 1, 4, 2}, olvResultOk, {-5, -2.2, 0.5, 0.4}, 8},
         // 1x1 is copied without a test.
@@ -54,22 +45,16 @@ TEST(QRDecompBehaviour, WorkedDecompositions) {
         {2, 3, {1, 0, 0, 1, 0, 1}, olvResultOk, {-1, 0, 0, -r2, 0, r2 - 1}, 0},
     };
     for (const MemberInfo* m : members_of("QRDecomp", true, "m"))
-        for (const Decomposition& k : cases) {
-            const Worked r = run_on(*m, {{"src", Mat(k.h, k.w, k.a)}});
-            EXPECT_EQ(r.code, k.code) << m->name << " on " << ::testing::PrintToString(k.a);
-            EXPECT_TRUE(holds(read(r.c, "dst"), k.d, m->elem_size(), k.scale)) << m->name << " on " << ::testing::PrintToString(k.a);
+        for (const auto& [w, h, a, code, d, scale] : cases) {
+            const Worked r = run_on(*m, {{"src", Mat(h, w, a)}});
+            EXPECT_EQ(r.code, code) << m->name << " on " << ::testing::PrintToString(a);
+            EXPECT_TRUE(holds(read(r.c, "dst"), d, m->elem_size(), scale)) << m->name << " on " << ::testing::PrintToString(a);
         }
 }
 
 // Width, height, packed factors, b, then x and the buffer's Q^T b, and the tolerance.
-struct System {
-    unsigned w, h;
-    std::vector<double> d, b, x, y;
-    double scale;
-};
-
 TEST(QRBackSubstBehaviour, WorkedSystems) {
-    const System cases[] = {
+    const std::tuple<unsigned, unsigned, V, V, V, V, double> cases[] = {
         // s = 7, t = -11.2, y = (-7.2, 0.4); x[1] = 1, x[0] = (-7.2 + 2.2) / -5.
         {2, 2, {-5, -2.2, 0.5, 0.4}, {4, 6}, {1, 1}, {-7.2, 0.4}, 12},
         // The factors of the 3x2 case above: the least-squares fit x = (1, 2) for
@@ -79,11 +64,11 @@ TEST(QRBackSubstBehaviour, WorkedSystems) {
         {2, 2, {1, 1, 0, 0}, {1, 1}, {-inf, inf}, {-1, 1}, -1},
     };
     for (const MemberInfo* m : members_of("QRBackSubst", true, "mv"))
-        for (const System& s : cases) {
-            const Worked r = run_on(*m, {{"src", Mat(s.h, s.w, s.d)}, {"src2", Mat(1, s.h, s.b)}});
+        for (const auto& [w, h, d, b, x, y, scale] : cases) {
+            const Worked r = run_on(*m, {{"src", Mat(h, w, d)}, {"src2", Mat(1, h, b)}});
             EXPECT_EQ(r.code, olvResultOk) << m->name;
-            EXPECT_TRUE(holds(read(r.c, "dst"), s.x, m->elem_size(), s.scale)) << m->name << " x";
-            EXPECT_TRUE(holds(read(r.c, "buffer"), s.y, m->elem_size(), s.scale)) << m->name << " y";
+            EXPECT_TRUE(holds(read(r.c, "dst"), x, m->elem_size(), scale)) << m->name << " x";
+            EXPECT_TRUE(holds(read(r.c, "buffer"), y, m->elem_size(), scale)) << m->name << " y";
         }
 }
 
