@@ -1,0 +1,151 @@
+// Worked cases of the products that random operands through the results sweep do not reach,
+// each run on every member it concerns: sums of negative zeros, the size rules, src1Width
+// apart from the number of terms, a result element placed on a source, the mirrored entry
+// test of transposed table matrices times a vector, and Gaxpy's y.
+#include <gtest/gtest.h>
+
+#include <functional>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "calls.h"
+#include "models.h"
+#include "olvm.h"
+#include "product_call.h"
+
+namespace olvmtest {
+namespace {
+
+Call seeded_call(const MemberInfo& m, unsigned count, Sizes sizes = {}) {
+    Rng rng(std::hash<std::string>{}(m.name));
+    return make_call(m, rng, count, sizes);
+}
+
+// Calls `m` on two objects (where it takes arrays) with every stored row of each listed
+// operand holding the listed values (zeros past them, where the member's order is longer),
+// and returns object by object the elements of its result, row by row. Where `over` names a
+// source, that source is described as the destination too, and its elements are returned.
+using Rows = std::vector<std::pair<std::string, std::vector<double>>>;
+std::vector<std::vector<double>> run_rows(const MemberInfo& m, Sizes sizes, const Rows& in, const std::string& over = "") {
+    Call c = seeded_call(m, 2, sizes);
+    if (!over.empty()) c.op(over).describe(c.args, "dst");
+    for (const auto& [role, row] : in) {
+        Mat value(c.op(role).rows(), c.op(role).cols());
+        for (std::size_t e = 0; e < value.v.size(); ++e) value.v[e] = e % value.w < row.size() ? row[e % value.w] : 0.0;
+        for (unsigned n = 0; n < c.op(role).count(); ++n) place(c, role, n, value);
+    }
+    EXPECT_EQ(c.run(), olvResultOk) << m.name;
+    const std::string out = over.empty() ? c.info.back().role : over;
+    std::vector<std::vector<double>> got;
+    for (unsigned n = 0; n < c.op(out).count(); ++n) got.push_back(read(c, out, n).v);
+    return got;
+}
+
+// Every element is zeroed (all bits zero) and its sum starts from 0.0, so a sum of -0 * 1
+// terms is +0, in every member.
+TEST(MatMul, SumsOfNegativeZerosArePositiveZero) {
+    for (const auto& m : members()) {
+        if (!is_matrix_product(m)) continue;
+        for (const auto& got : run_rows(m, {3, 2, 2}, {{"src1", std::vector<double>(6, -0.0)}, {"src2", std::vector<double>(6, 1.0)}}))
+            for (double v : got) ASSERT_TRUE(same_bits(v, 0.0, m.elem_size())) << m.name;
+    }
+}
+
+// Growing one size argument by one (every other one a size smaller than placed) breaks exactly
+// the equality the operand code names: its row of size_rules() for a matrix product; src2Len
+// against src1Width for a matrix times a vector, against src1Height where the matrix is
+// transposed. (Zero sizes, and that a refusal writes nothing, are part of the validation sweep.)
+TEST(Products, SizeEqualityFollowsTheOperandCode) {
+    const char* const name[] = {"src1Width", "src1Height", "src2Width", "src2Height"};
+    for (const auto& m : members()) {
+        if (!(is_matrix_product(m) || is_vector_product(m)) || m.size) continue;
+        const SizeArg* e = is_matrix_product(m) ? size_rule(m.codes).equal : nullptr;
+        const bool trans = std::string(m.codes).find('T') != std::string::npos;
+        const std::string equal[2] = {e ? name[e[0]] : "src2Len", e ? name[e[1]] : trans ? "src1Height" : "src1Width"};
+        for (const std::string& s : m.size_args()) {
+            Call c = seeded_call(m, 2, {3, 4, 5});
+            for (const std::string& t : m.size_args()) *c.args.unsigned_field(t) -= t != s;
+            EXPECT_EQ(c.run(), s == equal[0] || s == equal[1] ? olvResultBadSize : olvResultOk) << m.name << " " << s;
+        }
+    }
+}
+
+// src1Width apart from the K = src2Height terms each element sums, as far as the size rule
+// allows: where the rule leaves it free, K - 1 (so that mma and mTm read a row or a column
+// past it), or K + 1 for an untransposed table source 1, whose table rows are src1Width
+// entries long; where the rule ties it to src2Width = N, one term fewer than N, a transposed
+// table source 2 holding rows of K entries. Every element is still the K-term sum.
+TEST(MatMul, TermsAreCountedBySource2Alone) {
+    for (const auto& m : members()) {
+        if (!is_matrix_product(m) || m.size) continue;
+        const SizeArg* e = size_rule(m.codes).equal;
+        const SizeArg tie = e[0] == W1 ? e[1] : e[1] == W1 ? e[0] : W1;
+        if (tie == H2) continue;  // src1Width is K
+        Call c = seeded_call(m, 2);
+        const unsigned K = c.args.src2Height;
+        Placed& p = c.op(tie == W2 ? "src2" : "src1");  // (source 2 is transposed wherever the rule ties W1 to W2)
+        const bool rows = p.layout.find('P') != std::string::npos && (tie == W2 || !is_transposed_kind(c.kind_of("src1").kind));
+        unsigned& size = tie == W2 ? c.args.src2Height : c.args.src1Width;
+        size = tie == W1 && rows ? K + 1 : K - 1;
+        const std::vector<void*> entries = p.table();  // re-indexed from rows of K entries to rows of `size`
+        for (unsigned x = 0; rows && x < p.rows() * K; ++x)
+            if (x % K < size) p.table()[x / K * size + x % K] = entries[x];
+        ASSERT_EQ(c.run(), olvResultOk) << m.name;
+        const Placed& d = c.op("dst");
+        for (unsigned n = 0; n < d.count(); ++n)
+            for (unsigned i = 0; i < d.rows(); ++i)
+                for (unsigned j = 0; j < d.cols(); ++j)
+                    ASSERT_TRUE(same_bits(d.get(n, i, j), expected_element(c, n, i, j), d.esize)) << m.name << " object " << n;
+    }
+}
+
+// The element is zeroed, then receives the running sum after every term, in both ways of
+// summing. Placed on b(1, 0), the second term reads back the first partial sum: 2*5 + 3*(2*5);
+// an element stored only at the end would give 2*5 + 3*0, or 2*5 + 3*7 if also never zeroed.
+TEST(MatMul, ElementIsZeroedAndUpdatedTermByTerm) {
+    double a[2] = {2, 3}, b[2] = {5, 7}, bp[2] = {5, 7};
+    double *ta[2] = {&a[0], &a[1]}, *tb[2] = {&bp[0], &bp[1]}, *tc[1] = {&bp[1]};
+    ASSERT_EQ(olvmMul_mm_64f(a, 16, 2, 1, b, 8, 1, 2, &b[1], 8), olvResultOk);
+    ASSERT_EQ(olvmMul_mm_64f_P(ta, 0, 2, 1, tb, 0, 1, 2, tc, 0), olvResultOk);
+    EXPECT_EQ(b[1], 2.0 * 5 + 3 * (2.0 * 5));
+    EXPECT_EQ(bp[1], 2.0 * 5 + 3 * (2.0 * 5));
+}
+
+// Transposed single-object table members test the entry of term (i, k) at i * order + k but
+// read it from k * order + i. A null stored (r, c), r < c, is tested at row r, term c, before
+// it is read (at row c): rows before r are done, row r holds the sum of c terms.
+TEST(MatVec, TransposedTableTestsTheMirroredEntry) {
+    const auto ms = members_of("Mul", false, "mTv", "P");
+    ASSERT_EQ(ms.size(), 10u);
+    for (const MemberInfo* m : ms) {
+        const unsigned order = m->size ? unsigned(m->size) : 3, r = order == 3 ? 0 : 1, col = order - 1;
+        Call c = seeded_call(*m, 1, {order, order});
+        c.op("src1").table()[r * order + col] = nullptr;
+        c.snapshot_all();
+        ASSERT_EQ(c.run(), olvResultNullPointer) << m->name;
+        const Placed& y = c.op("dst");
+        for (unsigned i = 0; i < order; ++i) {
+            double sum = 0.0;
+            for (unsigned k = 0; k < (i < r ? order : col); ++k)
+                sum = round_to(sum + c.used("src1", 0, i, k) * c.used("src2", 0, 0, k), y.esize);
+            EXPECT_TRUE(i > r ? !y.element_changed(0, 0, i) : same_bits(y.get(0, 0, i), sum, y.esize)) << m->name << " row " << i;
+        }
+    }
+}
+
+// y(i) is added after the whole sum: to the unrounded double sum where the layout sums in
+// double (1e8 + 1 - 1e8 gives 1; 0 where the sum runs through a 32f element), and never as
+// the starting value (-2^53 + 1 + 2^53 would give 1, while 1 + 2^53 rounds to 2^53 and then
+// -2^53 gives 0, in every layout and type).
+TEST(Gaxpy, AddsYAfterTheWholeSum) {
+    // Rows: a(0, 0) and a(0, 1) (x is 1, 1), y(0), and the result summed in double and through a 32f element.
+    const struct { std::vector<double> a; double y, want[2]; } rows[] = {{{1e8, 1}, -1e8, {1, 0}}, {{1, 0x1p53}, -0x1p53, {0, 0}}};
+    for (const MemberInfo* m : members_of("Gaxpy"))
+        for (const auto& r : rows)
+            for (const auto& got : run_rows(*m, {2, 1}, {{"src1", r.a}, {"src2", {1, 1}}, {"src3", {r.y}}}))
+                EXPECT_EQ(got[0], r.want[m->elem_size() == 4 && accumulates_through_element(*m)]) << m->name << ", y " << r.y;
+}
+
+}  // namespace
+}  // namespace olvmtest
