@@ -1,9 +1,11 @@
-// Worked cases of the products that random operands through the results sweep do not reach,
-// each run on every member it concerns: sums of negative zeros, the size rules, src1Width
-// apart from the number of terms, a result element placed on a source, the mirrored entry
-// test of transposed table matrices times a vector, and Gaxpy's y.
+// Worked cases that random operands through the results sweep do not reach, each run on every
+// member it concerns: the products' sums of negative zeros, size rules and src1Width apart from
+// the number of terms, a result element placed on a source, the mirrored entry test of
+// transposed table matrices times a vector, Gaxpy's y, norms whose squares leave the range of
+// double, and cross products over a source.
 #include <gtest/gtest.h>
 
+#include <cmath>
 #include <functional>
 #include <string>
 #include <utility>
@@ -145,6 +147,43 @@ TEST(Gaxpy, AddsYAfterTheWholeSum) {
         for (const auto& r : rows)
             for (const auto& got : run_rows(*m, {2, 1}, {{"src1", r.a}, {"src2", {1, 1}}, {"src3", {r.y}}}))
                 EXPECT_EQ(got[0], r.want[m->elem_size() == 4 && accumulates_through_element(*m)]) << m->name << ", y " << r.y;
+}
+
+// 64f norms whose squares leave the range of double are still the norm rounded once: worked
+// rows (references scaled by powers of two, so that their own squares stay in range), and
+// random vectors v * 2^k, whose norm is the plain double norm of v times 2^k.
+TEST(VectorBehaviour, NormsKeepSquaresOutsideTheRangeOfDouble) {
+    auto norm2 = [](double x, int k) { const double s = std::ldexp(x, k); return std::ldexp(std::sqrt(s * s + s * s), -k); };
+    std::vector<std::pair<std::vector<double>, double>> rows = {
+        {{1e200, 1e200}, norm2(1e200, -664)}, {{1e-200, -1e-200}, norm2(1e-200, 664)}, {{1e-300, 1e300, 1e-310}, 1e300},
+        {{0x3p-1074, 0x4p-1074}, 0x5p-1074},  {{1e-300, 3, 4}, 5},                    {{1.5e308, 1.5e308}, HUGE_VAL}};
+    Rng rng(3);
+    for (int k : {-1000, -600, 600, 900})
+        for (int trial = 0; trial < 40; ++trial) {
+            std::vector<double> v(2 + rng() % 5);
+            double sum = 0.0;
+            for (double& x : v) x = random_value(rng, 8), sum += x * x, x = std::ldexp(x, k);
+            rows.push_back({v, std::ldexp(std::sqrt(sum), k)});
+        }
+    for (const MemberInfo* m : members_of("L2Norm"))
+        for (const auto& [v, want] : rows) {
+            if (m->elem_size() != 8 || (m->size && v.size() > unsigned(m->size))) continue;
+            for (const auto& got : run_rows(*m, {unsigned(v.size())}, {{"src", v}}))
+                EXPECT_TRUE(same_bits(got[0], want, 8)) << m->name << " of " << v[0] << ", ...: got " << got[0];
+        }
+}
+
+// A cross product whose destination is one of its sources stores its components in order
+// and reads the sources again for each, so later components see those already stored: with
+// a = (1, 2, 3), b = (4, 5, 6), a becomes (-3, 30, -135), b becomes (-3, -15, -9).
+TEST(VectorBehaviour, CrossProductOverASourceSeesTheComponentsAlreadyStored) {
+    const std::vector<double> over_a = {-3, 30, -135}, over_b = {-3, -15, -9};
+    for (const MemberInfo* m : members_of("CrossProduct"))
+        for (const OperandInfo& o : m->operand_list()) {
+            if (o.role == "dst" || o.kind != m->operand_list().back().kind) continue;  // a source of the destination's kind
+            for (const auto& got : run_rows(*m, {}, {{"src1", {1, 2, 3}}, {"src2", {4, 5, 6}}}, o.role))
+                EXPECT_EQ(got, o.role == "src1" ? over_a : over_b) << m->name << " over " << o.role;
+        }
 }
 
 }  // namespace
