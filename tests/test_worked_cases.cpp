@@ -1,12 +1,17 @@
 // Worked cases that random operands through the results sweep do not reach, each run on every
-// member it concerns: the products' sums of negative zeros, size rules and src1Width apart from
-// the number of terms, a result element placed on a source, the mirrored entry test of
-// transposed table matrices times a vector, Gaxpy's y, norms whose squares leave the range of
-// double, and cross products over a source.
+// member it concerns where the harness can place it: sums of negative zeros, the products'
+// size rules and src1Width apart from the number of terms, a result element placed on a
+// source, Gaxpy's y, norms whose squares leave the range of double, cross products over a
+// source, the mirrored entry tests of transposed table operands, and the addressing the
+// harness cannot place (LoadIdentity's replaced strides, table transposes of non-square
+// matrices, zero object strides) on raw memory.
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <cstdint>
+#include <cstring>
 #include <functional>
+#include <numeric>
 #include <string>
 #include <utility>
 #include <vector>
@@ -184,6 +189,75 @@ TEST(VectorBehaviour, CrossProductOverASourceSeesTheComponentsAlreadyStored) {
             for (const auto& got : run_rows(*m, {}, {{"src1", {1, 2, 3}}, {"src2", {4, 5, 6}}}, o.role))
                 EXPECT_EQ(got, o.role == "src1" ? over_a : over_b) << m->name << " over " << o.role;
         }
+}
+
+// A transposed table operand of a single-object member is tested at the entry of the element
+// as used (i * height + j) while read from the stored one (j * height + i). Width 3, height 2:
+// entry 1 is tested for element (0, 1) but read for (1, 0). Width 2, height 3: element (2, 1)
+// tests entry 7, past the 6 entries of the table. The elements before that one (row-major)
+// are written, it and the later ones not.
+TEST(AddSub, TransposedTableTestIsMirrored) {
+    const struct { unsigned width, height, entry, stop; } cases[] = {{3, 2, 1, 1}, {2, 3, 7, 5}};
+    for (const auto& k : cases) {
+        Call c = seeded_call(member("olvmAdd_mTm_32f_P"), 1, {k.width, k.height});
+        c.snapshot_all();
+        c.op("src1").table()[k.entry] = nullptr;
+        EXPECT_EQ(c.run(), olvResultNullPointer);
+        for (unsigned e = 0; e < k.width * k.height; ++e)
+            EXPECT_EQ(c.op("dst").element_changed(0, e / k.width, e % k.width), e < k.stop) << "element " << e;
+    }
+}
+
+// Strides are used as passed: a zero object stride reads (or writes) the same object for
+// every n, so a zero-stride destination keeps the last object's result.
+TEST(AddSub, ZeroStridesAreUsedAsPassed) {
+    const float x[3] = {1, 2, 3}, y[3][3] = {{10, 20, 30}, {40, 50, 60}, {70, 80, 90}};
+    float many[3][3] = {}, one[3] = {};
+    ASSERT_EQ(olvmAdd_vav_32f(x, 0, &y[1][0], &many[0][0], 12, 3, 3), olvResultOk);
+    ASSERT_EQ(olvmSub_vva_32f(x, &y[0][0], 12, one, 0, 3, 3), olvResultOk);
+    for (int k = 0; k < 9; ++k) EXPECT_EQ(many[k / 3][k % 3], x[k % 3] + y[1][k % 3]);
+    for (int k = 0; k < 3; ++k) EXPECT_EQ(one[k], x[k] - y[2][k]);
+}
+
+// LoadIdentity's row counter runs on across objects. Two dense 3x3 matrices, row and element
+// strides passed as 0 (the row length and the element size are used instead): object 1 is
+// zeroed row by row with each 1 three columns past the diagonal, in the next row (zeroed just
+// after), and for the last row two elements past the array. Non-positive sizes write
+// nothing; count = 0 is a size error even then. A table's object stride below the element
+// size becomes 4 bytes, for 64f too: 1x2 matrices, object 1 overlapping the high half of
+// object 0's elements, its 1 in column 1.
+TEST(MovementBehaviour, LoadIdentityCounterRunsOnThroughReplacedStrides) {
+    std::vector<float> mem(22, 7.0f);
+    const std::vector<float> want = {1, 0, 0, 0, 1, 0, 0, 0, 1, 0, 0, 0, 0, 0, 0, 0, 0, 0, 7, 7, 1, 7};
+    ASSERT_EQ(olvmLoadIdentity_ma_32f_S(mem.data(), 9 * 4, 0, 0, 3, 3, 2), olvResultOk);
+    EXPECT_EQ(olvmLoadIdentity_ma_32f_S(mem.data(), 36, 12, 4, -3, 3, 2), olvResultOk);
+    EXPECT_EQ(olvmLoadIdentity_ma_32f_S(mem.data(), 36, 12, 4, 3, 0, 2), olvResultOk);
+    EXPECT_EQ(olvmLoadIdentity_ma_32f_S(mem.data(), 36, 12, 4, -3, 3, 0), olvResultBadSize);
+    EXPECT_EQ(mem, want);
+
+    // Four 32-bit words behind each table entry; 1.0 is the words 0, 0x3ff00000 (little-endian).
+    alignas(8) std::uint32_t slot[2][4] = {{~0u, ~0u, ~0u, ~0u}, {~0u, ~0u, ~0u, ~0u}};
+    double* table[2] = {reinterpret_cast<double*>(slot[0]), reinterpret_cast<double*>(slot[1])};
+    ASSERT_EQ(olvmLoadIdentity_ma_64f_P(table, 0, 0, 2, 1, 2), olvResultOk);
+    const std::uint32_t words[2][4] = {{0, 0, 0, ~0u}, {0, 0, 0x3ff00000u, ~0u}};
+    EXPECT_EQ(std::memcmp(slot, words, sizeof words), 0);
+}
+
+// A 2x3 source (width 3, height 2) transposed through tables: source element (i, j) is read
+// from entry i*2 + j and written through destination entry j*3 + i, so source entry 2 is read
+// twice and entry 5 never, and destination entries 6 and 7 lie past the first 6.
+TEST(MovementBehaviour, TableTransposeExchangesRowLengths) {
+    // Sources 1, 2, ... entry by entry (objects next to each other); -1 marks entries not written.
+    const std::vector<float> want[2] = {{1, 3, -1, 2, 4, -1, 3, 5, -1}, {1, 2, 5, 6, -1, -1, 3, 4, 7, 8, -1, -1, 5, 6, 9, 10, -1, -1}};
+    for (unsigned count : {1u, 2u}) {
+        std::vector<float> src(6 * count), dst(9 * count, -1.0f);
+        std::vector<float*> st(6), dt(9);
+        std::iota(src.begin(), src.end(), 1.0f);
+        for (unsigned e = 0; e < 9; ++e) st[e % 6] = &src[e % 6 * count], dt[e] = &dst[e * count];
+        ASSERT_EQ(count == 1 ? olvmTranspose_m_32f_P(st.data(), 0, 3, 2, dt.data(), 0)
+                             : olvmTranspose_ma_32f_P(st.data(), 0, 3, 2, dt.data(), 0, count), olvResultOk);
+        EXPECT_EQ(dst, want[count - 1]) << "count " << count;
+    }
 }
 
 }  // namespace
