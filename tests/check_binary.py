@@ -1,6 +1,7 @@
 # Checks of the built library's binaries against the catalogue, one subcommand each:
 #
-#   exports   the shared object's dynamic symbols are exactly the catalogue's names;
+#   exports   the shared object's dynamic symbols are exactly the catalogue's names, the
+#             aliases at their routines' addresses;
 #   paths     the objects of one instruction-set path define nothing global outside that
 #             path's namespaces (the linker could merge a wider path's copy into another
 #             path) and have no static initialisers (they would run on every processor);
@@ -59,9 +60,11 @@ def same_address(aliases, address):
 
 
 def exports(opts):
-    names = {l.split()[0] for l in run(opts.nm, "-D", "--defined-only", "--format=posix", opts.binary).splitlines()}
-    want = catalogue(opts)[1]
+    address = {f[0]: f[2] for f in map(str.split, run(opts.nm, "-D", "--defined-only", "--format=posix",
+                                                      opts.binary).splitlines())}
+    names, (_, want, aliases) = set(address), catalogue(opts)
     print(f"{len(names)} exported, {len(want)} in the catalogue")
+    check(same_address(aliases, address), f"each of the {len(aliases)} second names is at its routine's address")
     check(want - names, "every catalogue name is exported")
     check(names - want, "nothing else is exported")
 

@@ -1,6 +1,6 @@
-// The catalogue holds each family's published number of members, every member is
-// exported by the shared library (an alias at its routine's address), and the version
-// record reads as published.
+// The catalogue holds each family's published number of members, and the version record
+// reads as published. (That every member is exported, and each alias at its routine's
+// address, check_binary.py checks on the binaries themselves.)
 #include <gtest/gtest.h>
 
 #include <cstring>
@@ -23,29 +23,6 @@ TEST(Catalogue, FamilySizes) {
     std::map<std::string, int> counted;
     for (const auto& m : members()) ++counted[m.family];
     EXPECT_EQ(counted, published);
-}
-
-TEST(Catalogue, EveryMemberIsExported) {
-    int missing = 0;
-    for (const auto& m : members()) {
-        if (!symbol(m.name)) {
-            ADD_FAILURE() << m.name << " is declared but not exported";
-            ++missing;
-        }
-    }
-    EXPECT_EQ(missing, 0);
-}
-
-// A second name of a routine is the same function: one address for both names.
-TEST(Catalogue, AliasesResolveToTheirRoutinesAddress) {
-    int aliases = 0;
-    for (const auto& m : members()) {
-        if (!*m.alias_of) continue;
-        ASSERT_NE(symbol(m.name), nullptr) << m.name;
-        EXPECT_EQ(symbol(m.name), symbol(m.alias_of)) << m.name << " and " << m.alias_of;
-        ++aliases;
-    }
-    EXPECT_EQ(aliases, 4);
 }
 
 TEST(Version, RecordIsStaticAndReadsAsPublished) {
