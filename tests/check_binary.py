@@ -9,10 +9,11 @@
 #             lazy-binding slots hold no state, and in every other writable section each
 #             symbol is one the toolchain adds (start-up objects, libgcc's processor
 #             description filled once by the loader-time path resolvers);
-#   pe        the Windows DLL exports exactly the catalogue's names, undecorated, the
-#             aliases at their routines' addresses; its import library decorates each name
-#             _name@N with N = 4 * argument words (members.tsv, column 2); it imports only
-#             system DLLs, and programs linked against it import only names it exports;
+#   pe        the Windows DLL exports exactly the catalogue's names (so none decorated),
+#             the aliases at their routines' addresses; its import library decorates each
+#             name _name@N with N = 4 * argument words (members.tsv, column 2); it imports
+#             only system DLLs (the example programs, which link against it, run under
+#             wine in the suite);
 #   elf       every return of every exported function of the i386 shared object (of each
 #             path of a loader-chosen one) pops 4 * argument words bytes.
 #
@@ -134,8 +135,6 @@ def pe(opts):
     names = [n for n, _ in table]
     print(f"export table: {len(names)} names; catalogue: {len(want)} names")
     check(same_address(aliases, dict(table)), f"each of the {len(aliases)} second names is at its routine's address")
-    check([n for n, c in collections.Counter(names).items() if c > 1], "every export appears once")
-    check([n for n in names if "@" in n], "every export is undecorated")
     check(want - set(names), "every catalogue name is exported")
     check(set(names) - want, "nothing else is exported")
     # __imp__name@N: the compiler's decoration of the definition, kept for callers.
@@ -146,11 +145,6 @@ def pe(opts):
           "every decoration is 4 bytes per argument word")
     print("the DLL imports from:", ", ".join(sorted(imports)) or "nothing")
     check([d for d in imports if not SYSTEM_DLLS.match(d)], "only system DLLs are imported")
-    dll = opts.binary.replace("\\", "/").rsplit("/", 1)[-1].lower()
-    for client in opts.client:
-        used = {d.lower(): n for d, n in pe_tables(run(opts.objdump, "-p", client))[1].items()}.get(dll, [])
-        check((set(used) - set(names)) or ([] if used else ["nothing imported"]),
-              f"{client}: its {len(used)} imports from {dll} are exported names")
 
 
 def elf(opts):
@@ -189,7 +183,6 @@ def main():
     ap.add_argument("--members")
     ap.add_argument("--expected")
     ap.add_argument("--import-lib")
-    ap.add_argument("--client", action="append", default=[])
     ap.add_argument("--path")
     ap.add_argument("--sanitized", action="store_true")
     opts = ap.parse_args()

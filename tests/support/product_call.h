@@ -106,13 +106,4 @@ inline double expected_element(const Call& c, unsigned n, unsigned i, unsigned j
     return round_to(sum, es);
 }
 
-// Sets the value of operand `role` at (i, j) as the member uses it.
-inline void set_used(Call& c, const std::string& role, unsigned n, unsigned i, unsigned j,
-                     double v) {
-    const OperandInfo& o = c.kind_of(role);
-    const unsigned obj = is_array_kind(o.kind) ? n : 0;
-    if (is_transposed_kind(o.kind)) c.op(role).set(obj, j, i, v);
-    else c.op(role).set(obj, i, j, v);
-}
-
 }  // namespace olvmtest
