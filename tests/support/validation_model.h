@@ -94,6 +94,12 @@ struct Verdict {
     unsigned objects = 0;     // outputs of objects [0, objects) may change
     bool scratch = false;     // scratch buffers may change
     bool divides = false;     // a data-dependent ZeroDivisor may end the call instead
+    // A single object stopped at its (one) null table entry: the destination elements
+    // produced before step `step` (row-major, or in the source's row-major order where
+    // `source_order`) are done, later ones untouched, and the one of step `step` as well
+    // unless `partial_step` (it may hold a partial sum).
+    unsigned step = ~0u;
+    bool source_order = false, partial_step = false;
 };
 Verdict predict(Call& c, const Expectations& e);
 
