@@ -171,10 +171,8 @@ const InPlace in_place_rows[] = {
      [](const MemberInfo& m) { return is_constant_product(m) && !std::strchr(m.codes, 'T'); }, "src"},
     {"Saxpy and LComb read element i of the sources before writing element i",
      [](const MemberInfo& m) { return m.is("Saxpy") || m.is("LComb"); }, nullptr},
-    {"LU decompositions copy the source before eliminating",
-     [](const MemberInfo& m) { return m.is("LUDecomp"); }, "src"},
-    {"QR decompositions copy the source before reducing",
-     [](const MemberInfo& m) { return m.is("QRDecomp"); }, "src"},
+    {"LU and QR decompositions copy the source before eliminating or reducing",
+     [](const MemberInfo& m) { return m.is("LUDecomp") || m.is("QRDecomp"); }, "src"},
 };
 
 TEST(CallingConvention, InPlaceGivesTheResultOfSeparateBuffers) {
