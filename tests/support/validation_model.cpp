@@ -1,5 +1,6 @@
 #include "validation_model.h"
 
+#include <algorithm>
 #include <cctype>
 #include <cstring>
 
@@ -10,18 +11,8 @@ namespace olvmtest {
 
 namespace {
 
-bool is_gaxpy(const MemberInfo& m) { return std::string(m.family) == "Gaxpy"; }
-bool sums_with_vector(const MemberInfo& m) { return is_vector_product(m) || is_gaxpy(m); }
-bool is_lu(const MemberInfo& m) {
-    const std::string f = m.family;
-    return f == "LUDecomp" || f == "LUBackSubst";
-}
-
-bool is_qr(const MemberInfo& m) {
-    const std::string f = m.family;
-    return f == "QRDecomp" || f == "QRBackSubst";
-}
-bool is_invert(const MemberInfo& m) { return std::string(m.family) == "Invert"; }
+bool sums_with_vector(const MemberInfo& m) { return is_vector_product(m) || m.is("Gaxpy"); }
+bool single_p(const MemberInfo& m) { return std::string(m.layout) == "P"; }
 
 // The families' departures from the common order.
 struct Departure {
@@ -35,13 +26,10 @@ const Departure departures[] = {
      [](Expectations& e, const MemberInfo& m) {
          const SizeRule& rule = size_rule(m.codes);
          e.size_tested = [&rule](const std::string& s) {
-             for (SizeArg a : {W1, H1, W2, H2}) {
-                 Args probe;
-                 if (&size_arg(probe, a) != probe.unsigned_field(s)) continue;
-                 for (SizeArg z : rule.zero)
-                     if (z == a) return true;
-                 return rule.equal[0] == a || rule.equal[1] == a;
-             }
+             Args probe;
+             for (SizeArg a : {W1, H1, W2, H2})
+                 if (&size_arg(probe, a) == probe.unsigned_field(s))
+                     return std::count(rule.zero.begin(), rule.zero.end(), a) || rule.equal[0] == a || rule.equal[1] == a;
              return true;
          };
      }},
@@ -63,12 +51,11 @@ const Departure departures[] = {
              return role == "src1" ? k / c.op(role).cols() : 0u;
          };
      }},
-    {"Gaxpy tests y(i)'s entry just before dst(i)'s, before the element is zeroed", is_gaxpy,
-     [](Expectations& e, const MemberInfo&) {
-         e.tested_with_dst = [](const std::string& role) { return role == "dst" || role == "src3"; };
-     }},
+    {"Gaxpy tests y(i)'s entry just before dst(i)'s, before the element is zeroed",
+     [](const MemberInfo& m) { return m.is("Gaxpy"); },
+     [](Expectations& e, const MemberInfo&) { e.tested_with_dst = "src3"; }},
     {"LU decompositions and solvers test every single-object entry before computing, size * size of each matrix table",
-     is_lu,
+     [](const MemberInfo& m) { return m.is("LUDecomp") || m.is("LUBackSubst"); },
      [](Expectations& e, const MemberInfo&) {
          e.single_entries = EntryTests::AllFirst;
          // (Destinations are placed with room for the displaced last-pivot test beyond them.)
@@ -77,7 +64,8 @@ const Departure departures[] = {
          };
      }},
     // Vector Copy tests `len` as the common order does.
-    {"matrix array Copy tests no size", [](const MemberInfo& m) { return m.is("Copy") && m.codes == std::string("ma"); },
+    {"matrix array Copy and LoadIdentity test no size",
+     [](const MemberInfo& m) { return (m.is("Copy") && m.codes == std::string("ma")) || m.is("LoadIdentity"); },
      [](Expectations& e, const MemberInfo&) { e.size_tested = [](const std::string&) { return false; }; }},
     {"Copy and Extract never test table entries or object pointers",
      [](const MemberInfo& m) { return m.is("Copy") || m.is("Extract"); },
@@ -86,29 +74,24 @@ const Departure departures[] = {
      [](const MemberInfo& m) { return m.is("Extract") || m.is("LoadIdentity"); },
      [](Expectations& e, const MemberInfo&) { e.count_zero = olvResultBadSize; }},
     {"single-object table Extract members but olvmExtract_v_32f_P validate nothing",
-     [](const MemberInfo& m) {
-         return m.is("Extract") && std::string(m.layout) == "P" &&
-                std::string(m.name) != "olvmExtract_v_32f_P";
-     },
+     [](const MemberInfo& m) { return m.is("Extract") && single_p(m) && std::string(m.name) != "olvmExtract_v_32f_P"; },
      [](Expectations& e, const MemberInfo&) {
          e.pointers_tested = false;
          e.size_tested = [](const std::string&) { return false; };
      }},
-    {"LoadIdentity tests no size", [](const MemberInfo& m) { return m.is("LoadIdentity"); },
-     [](Expectations& e, const MemberInfo&) { e.size_tested = [](const std::string&) { return false; }; }},
     {"single-matrix Transpose tests each element's entries as it moves it, in source order",
      [](const MemberInfo& m) { return m.is("Transpose"); },
      [](Expectations& e, const MemberInfo&) { e.source_order = true; }},
-    {"single dot products and norms test entries while summing and store only at the end",
-     [](const MemberInfo& m) { return m.is("DotProduct") || m.is("L2Norm"); },
-     [](Expectations& e, const MemberInfo&) { e.single_entries = EntryTests::AllFirst; }},
-    {"single cross products test all nine entries before computing",
-     [](const MemberInfo& m) { return m.is("CrossProduct"); },
-     [](Expectations& e, const MemberInfo&) { e.single_entries = EntryTests::AllFirst; }},
-    {"QR decompositions and solvers test every single-object entry before computing", is_qr,
+    {"single dot products and norms (while summing, storing only at the end), cross products, "
+     "QR decompositions and solvers, fixed-size Det and inversions (source and destination "
+     "entries in pairs) test every single-object entry before computing",
+     [](const MemberInfo& m) {
+         return m.is("DotProduct") || m.is("L2Norm") || m.is("CrossProduct") || m.is("QRDecomp") ||
+                m.is("QRBackSubst") || ((m.is("Det") || m.is("Invert")) && m.size != 0);
+     },
      [](Expectations& e, const MemberInfo&) { e.single_entries = EntryTests::AllFirst; }},
     {"QR solvers test only the first width right-hand-side entries",
-     [](const MemberInfo& m) { return std::string(m.family) == "QRBackSubst"; },
+     [](const MemberInfo& m) { return m.is("QRBackSubst"); },
      [](Expectations& e, const MemberInfo&) {
          const auto common = e.entries;
          e.entries = [common](Call& c, const std::string& role) {
@@ -116,36 +99,31 @@ const Departure departures[] = {
          };
      }},
     {"Trace P members test only the diagonal entries, each as its element is added",
-     [](const MemberInfo& m) { return m.is("Trace") && std::string(m.layout) == "P"; },
+     [](const MemberInfo& m) { return m.is("Trace") && single_p(m); },
      [](Expectations& e, const MemberInfo&) {
          e.single_entries = EntryTests::Diagonal;
          e.entries_before_count = false;
      }},
     {"FrobNorm P members test each entry as its element is squared and store only at the end",
-     [](const MemberInfo& m) { return m.is("FrobNorm") && std::string(m.layout) == "P"; },
+     [](const MemberInfo& m) { return m.is("FrobNorm") && single_p(m); },
      [](Expectations& e, const MemberInfo&) {
          e.single_entries = EntryTests::AllFirst;
          e.entries_before_count = false;
      }},
     {"generic Det P members test entries while copying, after storing 1 in the result",
-     [](const MemberInfo& m) { return m.is("Det") && std::string(m.layout) == "P" && m.size == 0; },
+     [](const MemberInfo& m) { return m.is("Det") && single_p(m) && m.size == 0; },
      [](Expectations& e, const MemberInfo&) {
          e.single_entries = EntryTests::AfterOne;
          e.entries_before_count = false;
      }},
-    {"fixed-size Det members test every P entry before computing",
-     [](const MemberInfo& m) { return m.is("Det") && m.size != 0; },
-     [](Expectations& e, const MemberInfo&) { e.single_entries = EntryTests::AllFirst; }},
-    {"fixed-size inversions test source and destination entries in pairs before any arithmetic",
-     [](const MemberInfo& m) { return is_invert(m) && m.size; },
-     [](Expectations& e, const MemberInfo&) { e.single_entries = EntryTests::AllFirst; }},
     {"generic Invert P members test destination entries, then source entries while copying",
-     [](const MemberInfo& m) { return is_invert(m) && std::string(m.layout) == "P" && m.size == 0; },
+     [](const MemberInfo& m) { return m.is("Invert") && single_p(m) && m.size == 0; },
      [](Expectations& e, const MemberInfo&) {
          e.single_entries = EntryTests::WhileCopying;
          e.entries_before_count = false;
      }},
-    {"inversions fail on a singular matrix, ending an array there", is_invert,
+    {"inversions fail on a singular matrix, ending an array there",
+     [](const MemberInfo& m) { return m.is("Invert"); },
      [](Expectations& e, const MemberInfo&) {
          e.zero_object = olvResultZeroDivisor;
          e.divides = true;
@@ -154,7 +132,7 @@ const Departure departures[] = {
      [](const MemberInfo& m) { return m.is("LUDecomp") || m.is("QRDecomp"); },
      [](Expectations& e, const MemberInfo&) { e.divides = true; }},
     {"4x4 inversions leave the adjugate of a singular matrix in the destination",
-     [](const MemberInfo& m) { return is_invert(m) && m.size == 4; },
+     [](const MemberInfo& m) { return m.is("Invert") && m.size == 4; },
      [](Expectations& e, const MemberInfo&) { e.failed_object_written = true; }},
 };
 
@@ -176,22 +154,9 @@ bool has_array_operand(const MemberInfo& m, bool (*layout)(const std::string&)) 
     return false;
 }
 
-namespace {
-
-// Whether the member takes the argument `name` (p<Role> or pp<Role>) and it is null.
-bool null_argument(const Call& c, const std::string& name, void* const* field) {
-    const std::string args = "," + std::string(c.m->args) + ",";
-    return field && !*field && args.find("," + name + ",") != std::string::npos;
+bool takes(const MemberInfo& m, const std::string& arg) {
+    return ("," + std::string(m.args) + ",").find("," + arg + ",") != std::string::npos;
 }
-
-// Whether any of the first `entries` entries of the table is null.
-bool null_among(Placed& p, unsigned entries) {
-    for (unsigned k = 0; k < entries; ++k)
-        if (!p.table()[k]) return true;
-    return false;
-}
-
-}  // namespace
 
 unsigned tested_entries(Call& c, const Expectations& e, const OperandInfo& o) {
     if (!e.entries_tested) return 0;
@@ -212,18 +177,20 @@ Verdict predict(Call& c, const Expectations& e) {
         v.code = code;
         return v;
     };
+    auto null = [&m](const std::string& arg, void* const* field) { return field && !*field && takes(m, arg); };
     for (const auto& o : c.info) {  // 1
         const RoleFields f = c.args.role(o.role);
         const std::string name = char(std::toupper(o.role[0])) + o.role.substr(1);
-        if (e.pointers_tested && (null_argument(c, "p" + name, f.p) || null_argument(c, "pp" + name, f.pp)))
-            return refused(olvResultNullPointer);
+        if (e.pointers_tested && (null("p" + name, f.p) || null("pp" + name, f.pp))) return refused(olvResultNullPointer);
     }
     for (const auto& s : m.size_args())  // 2
         if (*c.args.unsigned_field(s) == 0 && e.size_tested(s)) return refused(olvResultBadSize);
     if (array && e.entries_before_count)  // 3
         for (const auto& o : c.info)
-            if (is_table_layout(o.layout) && null_among(c.op(o.role), tested_entries(c, e, o)))
-                return refused(olvResultNullPointer);
+            if (is_table_layout(o.layout)) {
+                const auto first = c.op(o.role).table().begin(), end = first + tested_entries(c, e, o);
+                if (std::find(first, end, nullptr) != end) return refused(olvResultNullPointer);
+            }
     if (array && c.args.count == 0) return refused(e.count_zero);  // 4
     v.divides = e.divides;
     v.scratch = true;
@@ -242,6 +209,15 @@ Verdict predict(Call& c, const Expectations& e) {
                 if (e.single_entries == EntryTests::AllFirst) v.scratch = false;
                 if (e.single_entries == EntryTests::AllFirst || e.single_entries == EntryTests::WhileCopying)
                     v.objects = 0;
+                if (e.single_entries == EntryTests::PerElement || e.single_entries == EntryTests::TermByTerm) {
+                    // A source entry of a term is first read by the element summing it.
+                    v.partial_step = e.single_entries == EntryTests::TermByTerm && o.role != "dst" &&
+                                     o.role != e.tested_with_dst;
+                    v.source_order = e.source_order;
+                    v.step = v.partial_step ? e.first_reader(c, o.role, k)
+                             : e.source_order && o.role == "dst" ? k % p.cols() * p.rows() + k / p.cols()
+                                                                 : k;
+                }
                 break;
             }
         }
@@ -264,10 +240,13 @@ std::string audit(Call& c, const Verdict& v, Call* twin, bool partial,
                 for (unsigned j = 0; j < p.cols(); ++j) {
                     const std::string at = o.role + " object " + std::to_string(n) + " (" + std::to_string(i) + ", " +
                                            std::to_string(j) + ")";
-                    if (n < v.objects) {
+                    const unsigned step = v.source_order ? j * p.rows() + i : i * p.cols() + j;
+                    const bool stopped = o.role == "dst" && step >= v.step;
+                    if (n < v.objects && !stopped) {
                         if (twin && std::memcmp(p.address(n, i, j), twin->op(o.role).address(n, i, j), p.esize))
                             return at + " differs from a complete call's";
-                    } else if ((n > v.objects || !partial) && p.element_changed(n, i, j)) {
+                    } else if ((n > v.objects || !partial) && !(stopped && step == v.step && v.partial_step) &&
+                               p.element_changed(n, i, j)) {
                         return "wrote " + at;
                     }
                 }

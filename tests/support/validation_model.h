@@ -46,16 +46,14 @@ struct Expectations {
     OlvResult count_zero = olvResultOk;
     EntryTests single_entries = EntryTests::PerElement;
     // TermByTerm: the first destination element (row-major) that reads entry k of source
-    // `role` (it may hold a partial sum), and the roles tested with the destination entry,
-    // before the element is zeroed. By default those of a matrix-matrix product.
+    // `role` (it may hold a partial sum), by default that of a matrix-matrix product, and
+    // the source role (besides dst) tested with the destination entry before it is zeroed.
     std::function<unsigned(Call&, const std::string& role, unsigned k)> first_reader =
         [](Call& c, const std::string& role, unsigned k) {
             const unsigned cols = c.op(role).cols();
             return role == "src1" ? (k / cols) * c.op("dst").cols() : k % cols;
         };
-    std::function<bool(const std::string& role)> tested_with_dst = [](const std::string& role) {
-        return role == "dst";
-    };
+    std::string tested_with_dst;
     // Whether pointers are tested at all (a member that validates nothing returns at once,
     // writing nothing, when its sizes are zero).
     bool pointers_tested = true;
@@ -79,6 +77,8 @@ Expectations expectations(const MemberInfo& m);
 bool is_table_layout(const std::string& l);
 bool is_listed_layout(const std::string& l);
 // Whether an array operand of the member is described by a table of that kind.
+// Whether the member takes the argument `arg`.
+bool takes(const MemberInfo& m, const std::string& arg);
 bool has_array_operand(const MemberInfo& m, bool (*layout)(const std::string&));
 
 // How many leading entries of operand o's table the member tests before reading through
@@ -94,6 +94,12 @@ struct Verdict {
     unsigned objects = 0;     // outputs of objects [0, objects) may change
     bool scratch = false;     // scratch buffers may change
     bool divides = false;     // a data-dependent ZeroDivisor may end the call instead
+    // A single object stopped at its (one) null table entry: the destination elements
+    // produced before step `step` (row-major, or in the source's row-major order where
+    // `source_order`) are done, later ones untouched, and the one of step `step` as well
+    // unless `partial_step` (it may hold a partial sum).
+    unsigned step = ~0u;
+    bool source_order = false, partial_step = false;
 };
 Verdict predict(Call& c, const Expectations& e);
 
