@@ -300,9 +300,10 @@ Mat read(const Call& c, const std::string& role, unsigned n, unsigned rows, unsi
 }
 
 void place(Call& c, const std::string& role, unsigned n, const Mat& m) {
+    const bool index = c.kind_of(role).kind == "index";
     for (unsigned e = 0; e < m.v.size(); ++e) {
-        const std::uint32_t k = std::uint32_t(m.v[e]);
-        if (c.kind_of(role).kind == "index") std::memcpy(c.op(role).address(n, 0, e), &k, 4);
+        const std::uint32_t k = index ? std::uint32_t(m.v[e]) : 0;
+        if (index) std::memcpy(c.op(role).address(n, 0, e), &k, 4);
         else c.op(role).set(n, e / m.w, e % m.w, m.v[e]);
     }
 }
