@@ -267,6 +267,8 @@ void register_decomp() {
         register_members<double, 6>(count, eigen::lu_solve_64f_6, eigen_native::lu_solve_64f_6);
     }
     register_paths<float, 4>();
+    register_paths<float, 6>();
+    register_paths<double, 4>();
     register_paths<double, 6>();
 }
 

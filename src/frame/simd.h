@@ -374,15 +374,19 @@ struct Floats {
 
 // The lanes a path uses: Narrow for rows of up to four elements, Wide for longer rows and
 // for lanes that run across objects. 512-bit vectors pay only where they are full.
+// Vector registers the compiler may allocate: AVX-512 adds 16, for 256-bit vectors too.
 #if defined(__AVX512F__) && defined(__AVX512VL__)
 using Narrow = Lanes4;
 using Wide = Lanes8;
+constexpr unsigned vector_registers = 32;
 #elif defined(__AVX2__) && defined(__FMA__)
 using Narrow = Lanes4;
 using Wide = Lanes4;
+constexpr unsigned vector_registers = 16;
 #else
 using Narrow = Lanes2;
 using Wide = Lanes2;
+constexpr unsigned vector_registers = 16;
 #endif
 
 // A row of four floats stored from a vector.

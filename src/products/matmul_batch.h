@@ -34,9 +34,9 @@ OLVM_INLINE typename L::V step(typename L::V a, typename L::V b, typename L::V s
     return sum;
 }
 
-// Objects one at a time, lanes along the rows of B and C: row i of C is the sum over k
-// of a(i, k) times row k of B. Needs B and C with contiguous rows and B untransposed.
-// The rows' sums are formed side by side, term k of every row before term k + 1.
+// Lanes along the rows of B and C: row i of C is the sum over k of a(i, k) times row k
+// of B. Needs B and C with contiguous rows and B untransposed. The rows' sums are formed
+// side by side, term k of every row before term k + 1.
 // How the objects and rows of the three operands are addressed. Strided: all three are
 // arrays of objects at a fixed step (no table to read, no null object), the common case,
 // whose addressing is then two instructions an object. Packed: besides, A's elements are
@@ -44,9 +44,12 @@ OLVM_INLINE typename L::V step(typename L::V a, typename L::V b, typename L::V s
 // last may be read with a whole vector (the lanes past its end read the next row).
 enum class Rows { Any, Strided, Packed };
 
-template <class L, class T, unsigned O, bool Through, bool TransA, bool ContigA, Rows Addressing>
-unsigned mul_rows(const MulJob& job) {
-    constexpr bool Strided = Addressing != Rows::Any, Packed = Addressing == Rows::Packed;
+// Objects `G` at a time, from the given starts: their sums are independent, so the
+// chains of terms of G objects (each term rounded, where the sum runs through a 32f
+// destination element) are in flight together rather than one object's after another's.
+template <class L, class T, unsigned O, bool Through, bool TransA, bool ContigA, bool Packed, unsigned G>
+OLVM_INLINE void mul_objects(const MulJob& job, const char* const (&as)[G], const char* const (&bs)[G],
+                             char* const (&cs)[G]) {
     constexpr unsigned W = L::lanes, R = (O + W - 1) / W;
     // Lanes read from row i of a packed operand: a whole vector where that stays inside it.
     auto reads = [](unsigned i, unsigned r) {
@@ -55,52 +58,84 @@ unsigned mul_rows(const MulJob& job) {
     const frame::Place a = job.a, b = job.b, c = job.c;
     // A's element step, signed: a negative stride stays a negative offset.
     const frame::Offset a_step = ContigA ? frame::Offset(sizeof(T)) : a.elem;
-    const unsigned count = job.count;
-    for (unsigned n = 0; n < count; ++n) {
-        if (!Strided && (a.object_null(n) || b.object_null(n) || c.object_null(n))) return n;
-        const char* as = Strided ? a.strided(n) : a.start(n);
-        const char* bs = Strided ? b.strided(n) : b.start(n);
-        char* cs = const_cast<char*>(Strided ? c.strided(n) : c.start(n));
-        // A widened once into memory, as stored (row by row), so that every broadcast below
-        // is a plain load: aw[i][k] holds a(i, k), or a(k, i) for a transposed A.
-        alignas(64) double aw[O][R * W];
+    // A widened once into memory, as stored (row by row), so that every broadcast below
+    // is a plain load: aw[g][i][k] holds a(i, k), or a(k, i) for a transposed A.
+    alignas(64) double aw[G][O][R * W];
+#pragma GCC unroll 2
+    for (unsigned g = 0; g < G; ++g) {
         if constexpr (std::is_same_v<T, double>) {
             // Doubles need no widening: broadcasts read A where it is stored.
         } else if (ContigA) {
 #pragma GCC unroll 8
             for (unsigned i = 0; i < O; ++i)
                 for (unsigned r = 0; r < R; ++r)
-                    L::store(&aw[i][r * W],
-                             L::load(reinterpret_cast<const T*>(as + i * a.row) + r * W, reads(i, r)), W);
+                    L::store(&aw[g][i][r * W],
+                             L::load(reinterpret_cast<const T*>(as[g] + i * a.row) + r * W, reads(i, r)), W);
         } else {
 #pragma GCC unroll 8
             for (unsigned i = 0; i < O; ++i)
 #pragma GCC unroll 8
-                for (unsigned k = 0; k < O; ++k) aw[i][k] = static_cast<double>(read<T>(as + i * a.row + k * a.elem));
+                for (unsigned k = 0; k < O; ++k) aw[g][i][k] = static_cast<double>(read<T>(as[g] + i * a.row + k * a.elem));
         }
-        typename L::V sum[O][R];
+    }
+    typename L::V sum[G][O][R];
+#pragma GCC unroll 32
+    for (unsigned e = 0; e < G * O * R; ++e) sum[e / (O * R)][e / R % O][e % R] = L::zero();
+#pragma GCC unroll 8
+    for (unsigned k = 0; k < O; ++k) {
+        typename L::V brow[G][R];
+#pragma GCC unroll 8
+        for (unsigned e = 0; e < G * R; ++e)
+            brow[e / R][e % R] = L::load(reinterpret_cast<const T*>(bs[e / R] + k * b.row) + e % R * W, reads(k, e % R));
 #pragma GCC unroll 8
         for (unsigned i = 0; i < O; ++i)
-            for (unsigned r = 0; r < R; ++r) sum[i][r] = L::zero();
-#pragma GCC unroll 8
-        for (unsigned k = 0; k < O; ++k) {
-            typename L::V brow[R];
-            for (unsigned r = 0; r < R; ++r)
-                brow[r] = L::load(reinterpret_cast<const T*>(bs + k * b.row) + r * W, reads(k, r));
-#pragma GCC unroll 8
-            for (unsigned i = 0; i < O; ++i) {
+#pragma GCC unroll 2
+            for (unsigned g = 0; g < G; ++g) {
                 const typename L::V s =
                     std::is_same_v<T, double>
                         ? L::broadcast(reinterpret_cast<const double*>(
-                              as + (TransA ? k : i) * a.row + (TransA ? i : k) * a_step))
-                        : L::broadcast(TransA ? aw[k][i] : aw[i][k]);
-                for (unsigned r = 0; r < R; ++r) sum[i][r] = step<L, T, Through>(s, brow[r], sum[i][r]);
+                              as[g] + (TransA ? k : i) * a.row + (TransA ? i : k) * a_step))
+                        : L::broadcast(TransA ? aw[g][k][i] : aw[g][i][k]);
+                for (unsigned r = 0; r < R; ++r) sum[g][i][r] = step<L, T, Through>(s, brow[g][r], sum[g][i][r]);
             }
-        }
-#pragma GCC unroll 8
-        for (unsigned i = 0; i < O; ++i)
-            for (unsigned r = 0; r < R; ++r)
-                L::store(reinterpret_cast<T*>(cs + i * c.row) + r * W, sum[i][r], simd::part(O, r * W, W));
+    }
+#pragma GCC unroll 32
+    for (unsigned e = 0; e < G * O * R; ++e) {
+        const unsigned g = e / (O * R), i = e / R % O, r = e % R;
+        L::store(reinterpret_cast<T*>(cs[g] + i * c.row) + r * W, sum[g][i][r], simd::part(O, r * W, W));
+    }
+}
+
+// Objects one at a time, or G = 2 side by side where each term is rounded to float (the
+// sum runs through a 32f destination element): there a term's chain of multiply-add and
+// two conversions is long enough that one object's sums leave the processor waiting.
+// Pairs only where the registers hold both objects' sums and rows of B; more objects
+// side by side gain nothing more (the conversions' throughput is then the limit).
+template <class L, class T, unsigned O, bool Through, bool TransA, bool ContigA, Rows Addressing>
+unsigned mul_rows(const MulJob& job) {
+    constexpr bool Strided = Addressing != Rows::Any, Packed = Addressing == Rows::Packed;
+    constexpr unsigned R = (O + L::lanes - 1) / L::lanes, registers = simd::vector_registers;
+    constexpr auto fits = [](unsigned g) { return g * (O * R + R) + 1 <= registers; };
+    constexpr unsigned G = Through && std::is_same_v<T, float> && fits(2) ? 2 : 1;
+    const frame::Place a = job.a, b = job.b, c = job.c;
+    auto at = [](const frame::Place& x, unsigned n) { return Strided ? x.strided(n) : x.start(n); };
+    auto null = [&](unsigned n) { return !Strided && (a.object_null(n) || b.object_null(n) || c.object_null(n)); };
+    const unsigned count = job.count;
+    unsigned n = 0;
+    for (; G > 1 && n + G <= count; n += G) {
+        bool any_null = false;
+        for (unsigned g = 0; g < G; ++g) any_null = any_null || null(n + g);
+        if (any_null) break;
+        const char *as[G], *bs[G];
+        char* cs[G];
+        for (unsigned g = 0; g < G; ++g)
+            as[g] = at(a, n + g), bs[g] = at(b, n + g), cs[g] = const_cast<char*>(at(c, n + g));
+        mul_objects<L, T, O, Through, TransA, ContigA, Packed, G>(job, as, bs, cs);
+    }
+    for (; n < count; ++n) {
+        if (null(n)) return n;
+        mul_objects<L, T, O, Through, TransA, ContigA, Packed, 1>(job, {at(a, n)}, {at(b, n)},
+                                                                   {const_cast<char*>(at(c, n))});
     }
     return count;
 }
@@ -114,7 +149,7 @@ unsigned mul_rows(const MulJob& job) {
 template <class L, class T, unsigned O, bool TransA, bool TransB>
 unsigned mul_lanes(const MulJob& job) {
     constexpr unsigned W = L::lanes, E = O * O;
-    constexpr unsigned registers = W == 8 ? 32 : 16;
+    constexpr unsigned registers = simd::vector_registers;
     // Rows of C per block: a divisor of O whose sums leave room for two more vectors.
     constexpr unsigned RB = O * O + 2 <= registers ? O : O % 3 == 0 && 3 * O + 2 <= registers ? 3
                                                     : O % 2 == 0 && 2 * O + 2 <= registers ? 2 : 1;
