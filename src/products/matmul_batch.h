@@ -106,17 +106,19 @@ OLVM_INLINE void mul_objects(const MulJob& job, const char* const (&as)[G], cons
     }
 }
 
-// Objects one at a time, or G = 2 side by side where each term is rounded to float (the
-// sum runs through a 32f destination element): there a term's chain of multiply-add and
-// two conversions is long enough that one object's sums leave the processor waiting.
-// Pairs only where the registers hold both objects' sums and rows of B; more objects
-// side by side gain nothing more (the conversions' throughput is then the limit).
+// Objects one at a time, or two side by side in the L layouts (the sums run through the
+// destination element) where the registers hold both objects' sums and rows of B: in
+// 32f each term is then rounded to float, a chain of multiply-add and two conversions
+// long enough that one object's sums leave the processor waiting; in 64f pairs measured
+// faster up to order 4 (at 6x6 the two objects' sums crowd the registers). More
+// objects side by side gain nothing more (the conversions' throughput is then the
+// limit), nor do pairs elsewhere (the standard layout's short chains overlap anyway).
 template <class L, class T, unsigned O, bool Through, bool TransA, bool ContigA, Rows Addressing>
 unsigned mul_rows(const MulJob& job) {
     constexpr bool Strided = Addressing != Rows::Any, Packed = Addressing == Rows::Packed;
     constexpr unsigned R = (O + L::lanes - 1) / L::lanes, registers = simd::vector_registers;
     constexpr auto fits = [](unsigned g) { return g * (O * R + R) + 1 <= registers; };
-    constexpr unsigned G = Through && std::is_same_v<T, float> && fits(2) ? 2 : 1;
+    constexpr unsigned G = Through && (std::is_same_v<T, float> || O <= 4) && fits(2) ? 2 : 1;
     const frame::Place a = job.a, b = job.b, c = job.c;
     auto at = [](const frame::Place& x, unsigned n) { return Strided ? x.strided(n) : x.start(n); };
     auto null = [&](unsigned n) { return !Strided && (a.object_null(n) || b.object_null(n) || c.object_null(n)); };
