@@ -18,12 +18,8 @@ namespace olvm::characteristics {
 // it was. Other table members (PS2) test every entry before `count`.
 template <bool entries_while_reading, class Mode, class Shape, class Src, class T>
 OLVM_INLINE OlvResult frob_norm(Mode mode, Shape sh, Src src, T* result) {
-    if (frame::any_null(src) || result == nullptr) return olvResultNullPointer;
-    if (sh.empty()) return olvResultBadSize;
     const unsigned w = sh.w, h = sh.h;
-    if constexpr (!entries_while_reading) {
-        if (frame::tables_null(w * h, src)) return olvResultNullPointer;
-    }
+    if (const OlvResult r = frame::scalar_result_checks<entries_while_reading>(sh, src, result, w * h)) return r;
     // Rows outer for a single matrix, columns outer for arrays.
     const unsigned outer = Mode::array ? w : h, inner = Mode::array ? h : w;
     for (unsigned obj = 0; obj < mode.count; ++obj) {

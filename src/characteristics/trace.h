@@ -16,12 +16,8 @@ namespace olvm::characteristics {
 // partial sum in the result. Other table members (PS2) test every entry before `count`.
 template <bool entries_while_reading, class Mode, class Shape, class Src, class T>
 OLVM_INLINE OlvResult trace(Mode mode, Shape sh, Src src, T* result) {
-    if (frame::any_null(src) || result == nullptr) return olvResultNullPointer;
-    if (sh.empty()) return olvResultBadSize;
     const unsigned n = sh.w;
-    if constexpr (!entries_while_reading) {
-        if (frame::tables_null(n * n, src)) return olvResultNullPointer;
-    }
+    if (const OlvResult r = frame::scalar_result_checks<entries_while_reading>(sh, src, result, n * n)) return r;
     for (unsigned obj = 0; obj < mode.count; ++obj) {
         if (frame::objects_null(obj, src)) return olvResultNullPointer;
         T* out = result + obj;

@@ -72,6 +72,17 @@ OLVM_INLINE bool tables_null(unsigned entries, const X&... x) {
     return (detail::Traits<X>::any_entry_null(x, entries) || ...);
 }
 
+// Steps 1 to 3 of the members that read one source into scalar results (Trace,
+// FrobNorm): null pointers, an empty shape, then the first `entries` entries of the
+// source's table, unless the member tests them while reading. olvResultOk: go on.
+template <bool entries_while_reading, class Shape, class Src, class T>
+OLVM_INLINE OlvResult scalar_result_checks(Shape sh, const Src& src, T* result, unsigned entries) {
+    if (any_null(src, result)) return olvResultNullPointer;
+    if (sh.empty()) return olvResultBadSize;
+    if (!entries_while_reading && tables_null(entries, src)) return olvResultNullPointer;
+    return olvResultOk;
+}
+
 // Step 3 for one operand whose table has its own number of entries.
 template <class X>
 OLVM_INLINE bool table_null(const X& x, unsigned entries) {
