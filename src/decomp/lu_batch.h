@@ -281,11 +281,14 @@ void solve_lanes(const SolveJob& job, Progress& at) {
 }
 
 // Pairs of vectors first, so that two groups' dependency chains overlap, then single
-// vectors for what is left. `run(lanes, at)` runs one kernel with those lanes from `at`.
-template <class Run>
+// vectors for what is left; `Singles`: single vectors only, where one group's state
+// already crowds the registers (measured: decompositions from order 5 and solves of
+// order 6 run faster without pairs). `run(lanes, at)` runs one kernel with those lanes
+// from `at`.
+template <bool Singles = false, class Run>
 OLVM_INLINE unsigned pairs_then_singles(Run run) {
     Progress at{0, false};
-    run(simd::Pair<simd::Wide>{}, at);
+    if (!Singles) run(simd::Pair<simd::Wide>{}, at);
     if (!at.stopped) run(simd::Wide{}, at);
     return at.done;
 }
@@ -293,14 +296,16 @@ OLVM_INLINE unsigned pairs_then_singles(Run run) {
 template <class T>
 unsigned lu_batch(const LUJob& job) {
     return simd::with_order(job.order, [&](auto order) {
-        return pairs_then_singles([&](auto lanes, Progress& at) { lu_lanes<decltype(lanes), T, order()>(job, at); });
+        return pairs_then_singles<(order() >= 5)>(
+            [&](auto lanes, Progress& at) { lu_lanes<decltype(lanes), T, order()>(job, at); });
     });
 }
 
 template <class T>
 unsigned solve_batch(const SolveJob& job) {
     return simd::with_order(job.order, [&](auto order) {
-        return pairs_then_singles([&](auto lanes, Progress& at) { solve_lanes<decltype(lanes), T, order()>(job, at); });
+        return pairs_then_singles<(order() >= 6)>(
+            [&](auto lanes, Progress& at) { solve_lanes<decltype(lanes), T, order()>(job, at); });
     });
 }
 

@@ -75,7 +75,8 @@ OLVM_INLINE void mul_objects(const MulJob& job, const char* const (&as)[G], cons
 #pragma GCC unroll 8
             for (unsigned i = 0; i < O; ++i)
 #pragma GCC unroll 8
-                for (unsigned k = 0; k < O; ++k) aw[g][i][k] = static_cast<double>(read<T>(as[g] + i * a.row + k * a.elem));
+                for (unsigned k = 0; k < O; ++k)
+                    aw[g][i][k] = static_cast<double>(read<T>(as[g] + i * a.row + k * a.elem));
         }
     }
     typename L::V sum[G][O][R];
@@ -86,7 +87,8 @@ OLVM_INLINE void mul_objects(const MulJob& job, const char* const (&as)[G], cons
         typename L::V brow[G][R];
 #pragma GCC unroll 8
         for (unsigned e = 0; e < G * R; ++e)
-            brow[e / R][e % R] = L::load(reinterpret_cast<const T*>(bs[e / R] + k * b.row) + e % R * W, reads(k, e % R));
+            brow[e / R][e % R] =
+                L::load(reinterpret_cast<const T*>(bs[e / R] + k * b.row) + e % R * W, reads(k, e % R));
 #pragma GCC unroll 8
         for (unsigned i = 0; i < O; ++i)
 #pragma GCC unroll 2
