@@ -34,12 +34,56 @@ OLVM_INLINE typename L::V apply(typename L::V a, typename L::V b) {
     return L::add(a, b);
 }
 
+// Sixteen bytes of elements at a time, and the low sixteen bytes of a path's vector.
+template <class T>
+struct Bytes16 {
+    using V = __m128;
+    static constexpr unsigned lanes = 4;
+    static OLVM_INLINE V load(const float* p) { return _mm_loadu_ps(p); }
+    static OLVM_INLINE void store(float* p, V v) { _mm_storeu_ps(p, v); }
+    static OLVM_INLINE V add(V a, V b) { return _mm_add_ps(a, b); }
+    static OLVM_INLINE V sub(V a, V b) { return _mm_sub_ps(a, b); }
+};
+template <>
+struct Bytes16<double> {
+    using V = __m128d;
+    static constexpr unsigned lanes = 2;
+    static OLVM_INLINE V load(const double* p) { return _mm_loadu_pd(p); }
+    static OLVM_INLINE void store(double* p, V v) { _mm_storeu_pd(p, v); }
+    static OLVM_INLINE V add(V a, V b) { return _mm_add_pd(a, b); }
+    static OLVM_INLINE V sub(V a, V b) { return _mm_sub_pd(a, b); }
+};
+OLVM_INLINE __m128 low16(__m128 v) { return v; }
+OLVM_INLINE __m128d low16(__m128d v) { return v; }
+#if defined(__AVX__)
+OLVM_INLINE __m128 low16(__m256 v) { return _mm256_castps256_ps128(v); }
+OLVM_INLINE __m128d low16(__m256d v) { return _mm256_castpd256_pd128(v); }
+#endif
+#if defined(__AVX512F__)
+OLVM_INLINE __m128 low16(__m512 v) { return _mm512_castps512_ps128(v); }
+OLVM_INLINE __m128d low16(__m512d v) { return _mm512_castpd512_pd128(v); }
+#endif
+
+// Runs of at least this many bytes (streamed from memory, with their companions, on the
+// processors measured) go sixteen bytes at a time on every path: streaming two sources
+// and a destination from memory, 128-bit accesses measured up to a quarter faster than
+// 256- or 512-bit ones (AMD EPYC, family 25). In cache the full vectors are faster, and
+// shorter runs (an object's rows, the runs of arrays that fit in cache) take them.
+constexpr std::size_t stream_bytes = 128 * 1024;
+
 // One run of `len` elements at each operand's pointer; a constant operand is the vector
 // `ka` or `kb` instead.
 template <class L, class T, bool Subtract, bool ConstA, bool ConstB>
 OLVM_INLINE void combine_run(const T* a, const T* b, T* c, typename L::V ka, typename L::V kb, std::size_t len) {
     constexpr unsigned W = L::lanes;
     std::size_t j = 0;
+    if (len * sizeof(T) >= stream_bytes) {
+        using N = Bytes16<T>;
+        const typename N::V na = low16(ka), nb = low16(kb);
+#pragma GCC unroll 4
+        for (; j + N::lanes <= len; j += N::lanes)
+            N::store(c + j, apply<N, Subtract>(ConstA ? na : N::load(a + j), ConstB ? nb : N::load(b + j)));
+    }
 #pragma GCC unroll 4
     for (; j + W <= len; j += W)
         L::store(c + j, apply<L, Subtract>(ConstA ? ka : L::load(a + j, W), ConstB ? kb : L::load(b + j, W)), W);

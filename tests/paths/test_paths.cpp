@@ -183,6 +183,10 @@ TEST(Paths, EveryBatchKernelGivesThePlainBitsOnEveryPath) {
 #else
     const unsigned counts[] = {1, 9, 19, 37};
 #endif
+    // Runs long enough to go through memory sixteen bytes at a time: a packed standard
+    // array, and the P runs of many objects.
+    const std::pair<std::string, unsigned> streamed[] = {{"olvmSub_mama_32f_4x4", 2100},
+                                                         {"olvmAdd_mama_64f_3x3_P", 16400}};
     int runs = 0;
     for (const Path& path : paths()) {
         if (!path.supported) continue;
@@ -194,6 +198,8 @@ TEST(Paths, EveryBatchKernelGivesThePlainBitsOnEveryPath) {
             for (const auto& name : whole)
                 for (int variant : {0, 3})  // packed too, but for LU (its spare memory is random)
                     if (name == m.name && (variant == 0 || !has(m.family, "LU"))) check(path, m, 32, variant, seed, true);
+            for (const auto& [name, count] : streamed)
+                if (name == m.name) check(path, m, count, 3, seed, true);
             ++runs;
         }
     }
