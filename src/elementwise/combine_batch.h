@@ -34,25 +34,7 @@ OLVM_INLINE typename L::V apply(typename L::V a, typename L::V b) {
     return L::add(a, b);
 }
 
-// Sixteen bytes of elements at a time, and the low sixteen bytes of a path's vector.
-template <class T>
-struct Bytes16 {
-    using V = __m128;
-    static constexpr unsigned lanes = 4;
-    static OLVM_INLINE V load(const float* p) { return _mm_loadu_ps(p); }
-    static OLVM_INLINE void store(float* p, V v) { _mm_storeu_ps(p, v); }
-    static OLVM_INLINE V add(V a, V b) { return _mm_add_ps(a, b); }
-    static OLVM_INLINE V sub(V a, V b) { return _mm_sub_ps(a, b); }
-};
-template <>
-struct Bytes16<double> {
-    using V = __m128d;
-    static constexpr unsigned lanes = 2;
-    static OLVM_INLINE V load(const double* p) { return _mm_loadu_pd(p); }
-    static OLVM_INLINE void store(double* p, V v) { _mm_storeu_pd(p, v); }
-    static OLVM_INLINE V add(V a, V b) { return _mm_add_pd(a, b); }
-    static OLVM_INLINE V sub(V a, V b) { return _mm_sub_pd(a, b); }
-};
+// The low sixteen bytes of a path's vector.
 OLVM_INLINE __m128 low16(__m128 v) { return v; }
 OLVM_INLINE __m128d low16(__m128d v) { return v; }
 #if defined(__AVX__)
@@ -78,11 +60,12 @@ OLVM_INLINE void combine_run(const T* a, const T* b, T* c, typename L::V ka, typ
     constexpr unsigned W = L::lanes;
     std::size_t j = 0;
     if (len * sizeof(T) >= stream_bytes) {
-        using N = Bytes16<T>;
+        using N = std::conditional_t<std::is_same_v<T, float>, simd::Floats4, simd::Lanes2>;
+        constexpr unsigned n = N::lanes;
         const typename N::V na = low16(ka), nb = low16(kb);
 #pragma GCC unroll 4
-        for (; j + N::lanes <= len; j += N::lanes)
-            N::store(c + j, apply<N, Subtract>(ConstA ? na : N::load(a + j), ConstB ? nb : N::load(b + j)));
+        for (; j + n <= len; j += n)
+            N::store(c + j, apply<N, Subtract>(ConstA ? na : N::load(a + j, n), ConstB ? nb : N::load(b + j, n)), n);
     }
 #pragma GCC unroll 4
     for (; j + W <= len; j += W)

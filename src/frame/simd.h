@@ -316,6 +316,26 @@ struct Pair {
 // result rounded once: a single sum or difference of two floats. Rounding to double and
 // then to float equals rounding once to float whenever double carries at least twice
 // float's precision plus two bits (53 >= 2 * 24 + 2), as it does.
+struct Floats4 {  // sixteen bytes: the x86-64 baseline, and long runs on every path (elementwise)
+    using V = __m128;
+    static constexpr unsigned lanes = 4;
+    static OLVM_INLINE V broadcast(double x) { return _mm_set1_ps(static_cast<float>(x)); }
+    static OLVM_INLINE V add(V a, V b) { return _mm_add_ps(a, b); }
+    static OLVM_INLINE V sub(V a, V b) { return _mm_sub_ps(a, b); }
+    static OLVM_INLINE V load(const float* p, unsigned n) {
+        if (n == lanes) return _mm_loadu_ps(p);
+        alignas(16) float part[lanes] = {};
+        for (unsigned q = 0; q < n; ++q) part[q] = p[q];
+        return _mm_load_ps(part);
+    }
+    static OLVM_INLINE void store(float* p, V v, unsigned n) {
+        if (n == lanes) return _mm_storeu_ps(p, v);
+        alignas(16) float part[lanes];
+        _mm_store_ps(part, v);
+        for (unsigned q = 0; q < n; ++q) p[q] = part[q];
+    }
+};
+
 #if defined(__AVX512F__) && defined(__AVX512VL__)
 struct Floats {
     using V = __m512;
@@ -351,25 +371,7 @@ struct Floats {
     }
 };
 #else
-struct Floats {
-    using V = __m128;
-    static constexpr unsigned lanes = 4;
-    static OLVM_INLINE V broadcast(double x) { return _mm_set1_ps(static_cast<float>(x)); }
-    static OLVM_INLINE V add(V a, V b) { return _mm_add_ps(a, b); }
-    static OLVM_INLINE V sub(V a, V b) { return _mm_sub_ps(a, b); }
-    static OLVM_INLINE V load(const float* p, unsigned n) {
-        if (n == lanes) return _mm_loadu_ps(p);
-        alignas(16) float part[lanes] = {};
-        for (unsigned q = 0; q < n; ++q) part[q] = p[q];
-        return _mm_load_ps(part);
-    }
-    static OLVM_INLINE void store(float* p, V v, unsigned n) {
-        if (n == lanes) return _mm_storeu_ps(p, v);
-        alignas(16) float part[lanes];
-        _mm_store_ps(part, v);
-        for (unsigned q = 0; q < n; ++q) p[q] = part[q];
-    }
-};
+using Floats = Floats4;
 #endif
 
 // The lanes a path uses: Narrow for rows of up to four elements, Wide for longer rows and
