@@ -288,7 +288,7 @@ void solve_lanes(const SolveJob& job, Progress& at) {
 template <bool Singles = false, class Run>
 OLVM_INLINE unsigned pairs_then_singles(Run run) {
     Progress at{0, false};
-    if (!Singles) run(simd::Pair<simd::Wide>{}, at);
+    if constexpr (!Singles) run(simd::Pair<simd::Wide>{}, at);  // (no pair kernel is built otherwise)
     if (!at.stopped) run(simd::Wide{}, at);
     return at.done;
 }

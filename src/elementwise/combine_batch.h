@@ -58,10 +58,10 @@ constexpr std::size_t stream_bytes = 128 * 1024;
 template <class L, class T, bool Subtract, bool ConstA, bool ConstB>
 OLVM_INLINE void combine_run(const T* a, const T* b, T* c, typename L::V ka, typename L::V kb, std::size_t len) {
     constexpr unsigned W = L::lanes;
+    using N = std::conditional_t<std::is_same_v<T, float>, simd::Floats4, simd::Lanes2>;
+    constexpr unsigned n = N::lanes;
     std::size_t j = 0;
-    if (len * sizeof(T) >= stream_bytes) {
-        using N = std::conditional_t<std::is_same_v<T, float>, simd::Floats4, simd::Lanes2>;
-        constexpr unsigned n = N::lanes;
+    if (n < W && len * sizeof(T) >= stream_bytes) {  // (the baseline's vectors are sixteen bytes already)
         const typename N::V na = low16(ka), nb = low16(kb);
 #pragma GCC unroll 4
         for (; j + n <= len; j += n)

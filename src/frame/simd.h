@@ -376,7 +376,8 @@ using Floats = Floats4;
 
 // The lanes a path uses: Narrow for rows of up to four elements, Wide for longer rows and
 // for lanes that run across objects. 512-bit vectors pay only where they are full.
-// Vector registers the compiler may allocate: AVX-512 adds 16, for 256-bit vectors too.
+// `vector_registers`: how many the compiler may allocate (AVX-512 adds 16, for 256-bit
+// vectors too).
 #if defined(__AVX512F__) && defined(__AVX512VL__)
 using Narrow = Lanes4;
 using Wide = Lanes8;
