@@ -37,27 +37,30 @@ OLVM_INLINE typename L::V step(typename L::V a, typename L::V b, typename L::V s
 // Lanes along the rows of B and C: row i of C is the sum over k of a(i, k) times row k
 // of B. Needs B and C with contiguous rows and B untransposed. The rows' sums are formed
 // side by side, term k of every row before term k + 1.
-// How the objects and rows of the three operands are addressed. Strided: all three are
-// arrays of objects at a fixed step (no table to read, no null object), the common case,
-// whose addressing is then two instructions an object. Packed: besides, A's elements are
-// contiguous and the rows of A and B follow each other without gaps, so a row but the
-// last may be read with a whole vector (the lanes past its end read the next row).
-enum class Rows { Any, Strided, Packed };
+// How the objects and rows of the three operands are addressed, two independent traits.
+// Strided: all three are arrays of objects at a fixed step (no table to read, no null
+// object), the common case, whose addressing is then two instructions an object. Packed:
+// A's elements are contiguous and the rows of A and B follow each other without gaps
+// (as they do in most L objects too), so a row but the last may be read with a whole
+// vector (the lanes past its end read the next row) and rows lie at constant offsets.
 
 // Objects `G` at a time, from the given starts: their sums are independent, so the
 // chains of terms of G objects (each term rounded, where the sum runs through a 32f
 // destination element) are in flight together rather than one object's after another's.
 template <class L, class T, unsigned O, bool Through, bool TransA, bool ContigA, bool Packed, unsigned G>
-OLVM_INLINE void mul_objects(const MulJob& job, const char* const (&as)[G], const char* const (&bs)[G],
-                             char* const (&cs)[G]) {
+OLVM_INLINE void mul_objects(const frame::Place& a, const frame::Place& b, const frame::Place& c,
+                             const char* const (&as)[G], const char* const (&bs)[G], char* const (&cs)[G]) {
     constexpr unsigned W = L::lanes, R = (O + W - 1) / W;
     // Lanes read from row i of a packed operand: a whole vector where that stays inside it.
     auto reads = [](unsigned i, unsigned r) {
         return Packed && R == 1 && i + 1 < O ? W : simd::part(O, r * W, W);
     };
-    const frame::Place a = job.a, b = job.b, c = job.c;
-    // A's element step, signed: a negative stride stays a negative offset.
+    // A's element step, signed: a negative stride stays a negative offset. Packed rows
+    // are O elements apart, a constant: A's broadcasts then address their elements
+    // directly rather than each through a computed row start.
     const frame::Offset a_step = ContigA ? frame::Offset(sizeof(T)) : a.elem;
+    constexpr frame::Offset packed_row = O * sizeof(T);
+    const frame::Offset a_row = Packed ? packed_row : a.row, b_row = Packed ? packed_row : b.row;
     // A widened once into memory, as stored (row by row), so that every broadcast below
     // is a plain load: aw[g][i][k] holds a(i, k), or a(k, i) for a transposed A.
     alignas(64) double aw[G][O][R * W];
@@ -70,13 +73,13 @@ OLVM_INLINE void mul_objects(const MulJob& job, const char* const (&as)[G], cons
             for (unsigned i = 0; i < O; ++i)
                 for (unsigned r = 0; r < R; ++r)
                     L::store(&aw[g][i][r * W],
-                             L::load(reinterpret_cast<const T*>(as[g] + i * a.row) + r * W, reads(i, r)), W);
+                             L::load(reinterpret_cast<const T*>(as[g] + i * a_row) + r * W, reads(i, r)), W);
         } else {
 #pragma GCC unroll 8
             for (unsigned i = 0; i < O; ++i)
 #pragma GCC unroll 8
                 for (unsigned k = 0; k < O; ++k)
-                    aw[g][i][k] = static_cast<double>(read<T>(as[g] + i * a.row + k * a.elem));
+                    aw[g][i][k] = static_cast<double>(read<T>(as[g] + i * a_row + k * a.elem));
         }
     }
     typename L::V sum[G][O][R];
@@ -88,7 +91,7 @@ OLVM_INLINE void mul_objects(const MulJob& job, const char* const (&as)[G], cons
 #pragma GCC unroll 8
         for (unsigned e = 0; e < G * R; ++e)
             brow[e / R][e % R] =
-                L::load(reinterpret_cast<const T*>(bs[e / R] + k * b.row) + e % R * W, reads(k, e % R));
+                L::load(reinterpret_cast<const T*>(bs[e / R] + k * b_row) + e % R * W, reads(k, e % R));
 #pragma GCC unroll 8
         for (unsigned i = 0; i < O; ++i)
 #pragma GCC unroll 2
@@ -96,7 +99,7 @@ OLVM_INLINE void mul_objects(const MulJob& job, const char* const (&as)[G], cons
                 const typename L::V s =
                     std::is_same_v<T, double>
                         ? L::broadcast(reinterpret_cast<const double*>(
-                              as[g] + (TransA ? k : i) * a.row + (TransA ? i : k) * a_step))
+                              as[g] + (TransA ? k : i) * a_row + (TransA ? i : k) * a_step))
                         : L::broadcast(TransA ? aw[g][k][i] : aw[g][i][k]);
                 for (unsigned r = 0; r < R; ++r) sum[g][i][r] = step<L, T, Through>(s, brow[g][r], sum[g][i][r]);
             }
@@ -115,9 +118,8 @@ OLVM_INLINE void mul_objects(const MulJob& job, const char* const (&as)[G], cons
 // faster up to order 4 (at 6x6 the two objects' sums crowd the registers). More
 // objects side by side gain nothing more (the conversions' throughput is then the
 // limit), nor do pairs elsewhere (the standard layout's short chains overlap anyway).
-template <class L, class T, unsigned O, bool Through, bool TransA, bool ContigA, Rows Addressing>
+template <class L, class T, unsigned O, bool Through, bool TransA, bool ContigA, bool Strided, bool Packed>
 unsigned mul_rows(const MulJob& job) {
-    constexpr bool Strided = Addressing != Rows::Any, Packed = Addressing == Rows::Packed;
     constexpr unsigned R = (O + L::lanes - 1) / L::lanes, registers = simd::vector_registers;
     constexpr auto fits = [](unsigned g) { return g * (O * R + R) + 1 <= registers; };
     constexpr unsigned G = Through && (std::is_same_v<T, float> || O <= 4) && fits(2) ? 2 : 1;
@@ -134,11 +136,11 @@ unsigned mul_rows(const MulJob& job) {
         char* cs[G];
         for (unsigned g = 0; g < G; ++g)
             as[g] = at(a, n + g), bs[g] = at(b, n + g), cs[g] = const_cast<char*>(at(c, n + g));
-        mul_objects<L, T, O, Through, TransA, ContigA, Packed, G>(job, as, bs, cs);
+        mul_objects<L, T, O, Through, TransA, ContigA, Packed, G>(a, b, c, as, bs, cs);
     }
     for (; n < count; ++n) {
         if (null(n)) return n;
-        mul_objects<L, T, O, Through, TransA, ContigA, Packed, 1>(job, {at(a, n)}, {at(b, n)},
+        mul_objects<L, T, O, Through, TransA, ContigA, Packed, 1>(a, b, c, {at(a, n)}, {at(b, n)},
                                                                    {const_cast<char*>(at(c, n))});
     }
     return count;
@@ -223,13 +225,15 @@ unsigned mul_order(const MulJob& job) {
         const bool strided =
             a.kind == frame::Place::Rows && b.kind == frame::Place::Rows && c.kind == frame::Place::Rows;
         const frame::Offset packed_row = O * es;
-        if (strided && contig && a.row == packed_row && b.row == packed_row)
+        if (contig && a.row == packed_row && b.row == packed_row)
             return simd::with_flags(
-                [&](auto through, auto trans) { return mul_rows<L, T, O, through(), trans(), true, Rows::Packed>(job); },
-                job.through, a.transposed);
+                [&](auto through, auto trans, auto all_strided) {
+                    return mul_rows<L, T, O, through(), trans(), true, all_strided(), true>(job);
+                },
+                job.through, a.transposed, strided);
         return simd::with_flags(
             [&](auto through, auto trans, auto contig_a, auto all_strided) {
-                return mul_rows<L, T, O, through(), trans(), contig_a(), all_strided() ? Rows::Strided : Rows::Any>(job);
+                return mul_rows<L, T, O, through(), trans(), contig_a(), all_strided(), false>(job);
             },
             job.through, a.transposed, contig, strided);
     }
