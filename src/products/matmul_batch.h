@@ -111,18 +111,17 @@ OLVM_INLINE void mul_objects(const frame::Place& a, const frame::Place& b, const
     }
 }
 
-// Objects one at a time, or two side by side in the L layouts (the sums run through the
-// destination element) where the registers hold both objects' sums and rows of B: in
-// 32f each term is then rounded to float, a chain of multiply-add and two conversions
-// long enough that one object's sums leave the processor waiting; in 64f pairs measured
-// faster up to order 4 (at 6x6 the two objects' sums crowd the registers). More
-// objects side by side gain nothing more (the conversions' throughput is then the
-// limit), nor do pairs elsewhere (the standard layout's short chains overlap anyway).
+// Objects one at a time, or two side by side in the L layouts of 32f (the sums run
+// through the destination element) where the registers hold both objects' sums and rows
+// of B: each term is then rounded to float, a chain of multiply-add and two conversions
+// long enough that one object's sums leave the processor waiting. More objects side by
+// side gain nothing more (the conversions' throughput is then the limit), nor do pairs
+// elsewhere (the short chains of unrounded sums overlap anyway).
 template <class L, class T, unsigned O, bool Through, bool TransA, bool ContigA, bool Strided, bool Packed>
 unsigned mul_rows(const MulJob& job) {
     constexpr unsigned R = (O + L::lanes - 1) / L::lanes, registers = simd::vector_registers;
     constexpr auto fits = [](unsigned g) { return g * (O * R + R) + 1 <= registers; };
-    constexpr unsigned G = Through && (std::is_same_v<T, float> || O <= 4) && fits(2) ? 2 : 1;
+    constexpr unsigned G = Through && fits(2) ? 2 : 1;
     const frame::Place a = job.a, b = job.b, c = job.c;
     auto at = [](const frame::Place& x, unsigned n) { return Strided ? x.strided(n) : x.start(n); };
     auto null = [&](unsigned n) { return !Strided && (a.object_null(n) || b.object_null(n) || c.object_null(n)); };
@@ -221,6 +220,8 @@ unsigned mul_order(const MulJob& job) {
                       c.kind != frame::Place::Entries && !b.transposed && b.elem == es &&
                       c.elem == es;
     if (rows) {
+        // A double sum rounded to double after each term is the sum itself.
+        const bool through = job.through && std::is_same_v<T, float>;
         const bool contig = a.elem == es;
         const bool strided =
             a.kind == frame::Place::Rows && b.kind == frame::Place::Rows && c.kind == frame::Place::Rows;
@@ -230,12 +231,12 @@ unsigned mul_order(const MulJob& job) {
                 [&](auto through, auto trans, auto all_strided) {
                     return mul_rows<L, T, O, through(), trans(), true, all_strided(), true>(job);
                 },
-                job.through, a.transposed, strided);
+                through, a.transposed, strided);
         return simd::with_flags(
             [&](auto through, auto trans, auto contig_a, auto all_strided) {
                 return mul_rows<L, T, O, through(), trans(), contig_a(), all_strided(), false>(job);
             },
-            job.through, a.transposed, contig, strided);
+            through, a.transposed, contig, strided);
     }
     auto interleaved = [&](const frame::Place& x) {
         return x.kind == frame::Place::Entries && (x.obj == 0 || x.obj == es);
