@@ -10,6 +10,7 @@
 // that overlaps a source is not supported.
 #pragma once
 
+#include <cstddef>
 #include <type_traits>
 
 #include "frame/simd.h"
@@ -151,7 +152,14 @@ unsigned mul_rows(const MulJob& job) {
 // into local arrays, which the terms then read as plain memory operands. Several rows of
 // C are summed side by side (as many as the registers hold), term k of each before term
 // k + 1, so that the rounding chains of their elements overlap.
-template <class L, class T, unsigned O, bool TransA, bool TransB>
+//
+// `Fetch`: the arrays are far (larger than the caches) and there are more runs than the
+// processor's own prefetcher follows (from order 5: 75 runs and more), so the
+// destination's lines are fetched ahead, a line a run at a time, rather than each
+// store waiting for its line. Measured on AMD EPYC (family 25), 6x6 products of
+// 1,000,000 objects: 32f 63 -> 54 ns, 64f 87 -> 80 ns an object; fetching the sources'
+// runs as well, or fetching at orders 3 and 4 (27 and 48 runs), was slower.
+template <class L, class T, unsigned O, bool TransA, bool TransB, bool Fetch>
 unsigned mul_lanes(const MulJob& job) {
     constexpr unsigned W = L::lanes, E = O * O;
     constexpr unsigned registers = simd::vector_registers;
@@ -177,8 +185,13 @@ unsigned mul_lanes(const MulJob& job) {
     };
     alignas(64) double aw[widen ? E : 1][W], bw[widen ? E : 1][W];
     const unsigned count = job.count;
+    constexpr unsigned line = 64 / sizeof(T), ahead = 1024 / sizeof(T);  // in elements
     unsigned n = 0;
     for (; n + W <= count; n += W) {
+        if constexpr (Fetch)
+            if (n % line == 0)
+#pragma GCC unroll 36
+                for (unsigned e = 0; e < E; ++e) _mm_prefetch(reinterpret_cast<const char*>(cr[e] + n + ahead), _MM_HINT_T0);
         if constexpr (widen) {
 #pragma GCC unroll 36
             for (unsigned e = 0; e < E; ++e) {
@@ -208,6 +221,9 @@ unsigned mul_lanes(const MulJob& job) {
     return n;
 }
 
+// Arrays of more bytes than this are far: more than a core's caches (L1 and L2) hold.
+constexpr std::size_t far_bytes = std::size_t(1) << 20;
+
 // Rows of up to four elements go to the narrow lanes, longer ones to the wide lanes;
 // the P layout's lanes run across objects and are always wide.
 template <class T, unsigned O>
@@ -221,7 +237,7 @@ unsigned mul_order(const MulJob& job) {
                       c.elem == es;
     if (rows) {
         // A double sum rounded to double after each term is the sum itself.
-        const bool through = job.through && std::is_same_v<T, float>;
+        const bool rounds = job.through && std::is_same_v<T, float>;
         const bool contig = a.elem == es;
         const bool strided =
             a.kind == frame::Place::Rows && b.kind == frame::Place::Rows && c.kind == frame::Place::Rows;
@@ -231,20 +247,24 @@ unsigned mul_order(const MulJob& job) {
                 [&](auto through, auto trans, auto all_strided) {
                     return mul_rows<L, T, O, through(), trans(), true, all_strided(), true>(job);
                 },
-                through, a.transposed, strided);
+                rounds, a.transposed, strided);
         return simd::with_flags(
             [&](auto through, auto trans, auto contig_a, auto all_strided) {
                 return mul_rows<L, T, O, through(), trans(), contig_a(), all_strided(), false>(job);
             },
-            through, a.transposed, contig, strided);
+            rounds, a.transposed, contig, strided);
     }
     auto interleaved = [&](const frame::Place& x) {
         return x.kind == frame::Place::Entries && (x.obj == 0 || x.obj == es);
     };
-    if (interleaved(a) && interleaved(b) && c.kind == frame::Place::Entries && c.obj == es)
+    if (interleaved(a) && interleaved(b) && c.kind == frame::Place::Entries && c.obj == es) {
+        const bool far = std::size_t(job.count) * (3 * O * O * sizeof(T)) > far_bytes;
         return simd::with_flags(
-            [&](auto trans_a, auto trans_b) { return mul_lanes<LP, T, O, trans_a(), trans_b()>(job); },
-            a.transposed, b.transposed);
+            [&](auto trans_a, auto trans_b, auto fetch) {
+                return mul_lanes<LP, T, O, trans_a(), trans_b(), O >= 5 && fetch()>(job);
+            },
+            a.transposed, b.transposed, far);
+    }
     return 0;
 }
 
