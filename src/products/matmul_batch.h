@@ -38,6 +38,7 @@ OLVM_INLINE typename L::V step(typename L::V a, typename L::V b, typename L::V s
 // Lanes along the rows of B and C: row i of C is the sum over k of a(i, k) times row k
 // of B. Needs B and C with contiguous rows and B untransposed. The rows' sums are formed
 // side by side, term k of every row before term k + 1.
+//
 // How the objects and rows of the three operands are addressed, two independent traits.
 // Strided: all three are arrays of objects at a fixed step (no table to read, no null
 // object), the common case, whose addressing is then two instructions an object. Packed:
@@ -123,6 +124,7 @@ unsigned mul_rows(const MulJob& job) {
     constexpr unsigned R = (O + L::lanes - 1) / L::lanes, registers = simd::vector_registers;
     constexpr auto fits = [](unsigned g) { return g * (O * R + R) + 1 <= registers; };
     constexpr unsigned G = Through && fits(2) ? 2 : 1;
+    // Locals, which the destination's stores cannot alias (the job's fields they could).
     const frame::Place a = job.a, b = job.b, c = job.c;
     auto at = [](const frame::Place& x, unsigned n) { return Strided ? x.strided(n) : x.start(n); };
     auto null = [&](unsigned n) { return !Strided && (a.object_null(n) || b.object_null(n) || c.object_null(n)); };
