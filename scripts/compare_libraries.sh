@@ -18,20 +18,25 @@ mkdir "$dirs/old" "$dirs/new"
 cp "$old" "$dirs/old/libolvm.so.3"
 cp "$new" "$dirs/new/libolvm.so.3"
 
-for _ in $(seq "$rounds"); do
+for round in $(seq "$rounds"); do
   for side in old new; do
     # The binary finds its library through RUNPATH, which LD_LIBRARY_PATH overrides.
     LD_LIBRARY_PATH="$dirs/$side" build-bench/bench/olvm_bench --benchmark_filter="$filter" \
-      --benchmark_min_time=0.2 --benchmark_format=json 2>/dev/null |
-      python3 -c 'import json, sys
-for b in json.load(sys.stdin)["benchmarks"]:
-    print(b["name"], sys.argv[1], b["ns_per_object"] * (1e9 if b["ns_per_object"] < 1e-3 else 1))' "$side"
+      --benchmark_min_time=0.2 --benchmark_out="$dirs/$side.$round.json" --benchmark_out_format=json >/dev/null 2>&1
   done
-done | python3 -c 'import collections, statistics, sys
+done
+# Each run read as the report reads it (scripts/performance_report.py).
+python3 - "$dirs" <<'PY'
+import collections, glob, os, statistics, sys
+sys.path.insert(0, "scripts")
+from performance_report import load_rows
 times = collections.defaultdict(list)
-for line in sys.stdin:
-    name, side, ns = line.split()
-    times[name, side].append(float(ns))
+for side in ("old", "new"):
+    for path in glob.glob(os.path.join(sys.argv[1], side + ".*.json")):
+        for name, row in load_rows(path)[1].items():
+            if "objects" in row:
+                times[name, side].append(row["cpu_ns"] / row["objects"])
 for name, side in sorted(times, key=lambda k: (k[0], k[1] != "old")):
     t = times[name, side]
-    print(f"{name:60s} {side}  least {min(t):9.2f}  median {statistics.median(t):9.2f}")'
+    print(f"{name:60s} {side}  least {min(t):9.2f}  median {statistics.median(t):9.2f}")
+PY

@@ -234,12 +234,13 @@ unsigned mul_order(const MulJob& job) {
     using LP = simd::Wide;
     const frame::Place a = job.a, b = job.b, c = job.c;
     const frame::Offset es = sizeof(T);
+    // Sums rounded through the destination: only in 32f (a double rounded to double after
+    // each term is the sum itself, so 64f takes the kernel that does not round).
+    constexpr bool can_round = std::is_same_v<T, float>;
     const bool rows = a.kind != frame::Place::Entries && b.kind != frame::Place::Entries &&
                       c.kind != frame::Place::Entries && !b.transposed && b.elem == es &&
                       c.elem == es;
     if (rows) {
-        // A double sum rounded to double after each term is the sum itself.
-        const bool rounds = job.through && std::is_same_v<T, float>;
         const bool contig = a.elem == es;
         const bool strided =
             a.kind == frame::Place::Rows && b.kind == frame::Place::Rows && c.kind == frame::Place::Rows;
@@ -247,14 +248,14 @@ unsigned mul_order(const MulJob& job) {
         if (contig && a.row == packed_row && b.row == packed_row)
             return simd::with_flags(
                 [&](auto through, auto trans, auto all_strided) {
-                    return mul_rows<L, T, O, through(), trans(), true, all_strided(), true>(job);
+                    return mul_rows<L, T, O, can_round && through(), trans(), true, all_strided(), true>(job);
                 },
-                rounds, a.transposed, strided);
+                job.through, a.transposed, strided);
         return simd::with_flags(
             [&](auto through, auto trans, auto contig_a, auto all_strided) {
-                return mul_rows<L, T, O, through(), trans(), contig_a(), all_strided(), false>(job);
+                return mul_rows<L, T, O, can_round && through(), trans(), contig_a(), all_strided(), false>(job);
             },
-            rounds, a.transposed, contig, strided);
+            job.through, a.transposed, contig, strided);
     }
     auto interleaved = [&](const frame::Place& x) {
         return x.kind == frame::Place::Entries && (x.obj == 0 || x.obj == es);
