@@ -10,11 +10,17 @@
 // start + i*row + j*elem.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 
 #include "frame/layout.h"
 
 namespace olvm::frame {
+
+// Arrays of more bytes than this are far: more than a core's caches (L1 and L2) hold.
+// Batch kernels fetch ahead only for far arrays; nearer ones are in cache already, where
+// the fetches' address arithmetic is pure cost.
+inline constexpr std::size_t far_bytes = std::size_t(1) << 20;
 
 struct Place {
     enum Kind : unsigned char { Rows, Objects, Entries, Constant };

@@ -7,9 +7,11 @@
 // then the same as multiplying and adding.
 //
 // Loads and stores of `n` lanes (n <= lanes) touch only those n elements. `gather` reads
-// lane q at base + at[q] bytes, from per-lane addresses made by `addresses`. Comparisons
-// give a mask per lane (M) that `select` and `any` consume; `not_ge` is true for
-// unordered operands, `less` and `equal` are false for them.
+// lane q at base + at[q] bytes, from per-lane addresses made by `addresses`; `columns4`
+// reads four consecutive elements there, c[j] holding element j of every lane (rows
+// loaded whole and transposed, far cheaper than four gathers). Comparisons give a mask
+// per lane (M) that `select` and `any` consume; `not_ge` is true for unordered operands,
+// `less` and `equal` are false for them.
 //
 // Everything here lives in a namespace of its own per path (OLVM_PATH), and so does every
 // template instantiated with it: the copies built for different instruction sets must
@@ -28,6 +30,12 @@
 #endif
 
 namespace olvm::simd::OLVM_PATH {
+
+// `at` bytes past `base`, in integer arithmetic: callers pass offsets as bases.
+template <class T>
+OLVM_INLINE const T* past(const T* base, std::uintptr_t at) {
+    return reinterpret_cast<const T*>(reinterpret_cast<std::uintptr_t>(base) + at);
+}
 
 #if defined(__AVX512F__) && defined(__AVX512VL__)
 // The first n of up to eight lanes, for masked loads and stores.
@@ -99,6 +107,35 @@ struct Lanes8 {
         return _mm512_cvtps_pd(_mm512_i64gather_ps(at, base, 1));
     }
     static OLVM_INLINE V gather(const double* base, I at) { return _mm512_i64gather_pd(at, base, 1); }
+    static OLVM_INLINE void columns4(const float* base, const std::uintptr_t* at, V (&c)[4]) {
+        auto two = [&](unsigned q) {  // lanes q and q + 4, one in each half
+            return _mm256_insertf128_ps(_mm256_castps128_ps256(_mm_loadu_ps(past(base, at[q]))),
+                                        _mm_loadu_ps(past(base, at[q + 4])), 1);
+        };
+        const __m256 r0 = two(0), r1 = two(1), r2 = two(2), r3 = two(3);
+        const __m256 t0 = _mm256_unpacklo_ps(r0, r1), t1 = _mm256_unpackhi_ps(r0, r1);
+        const __m256 t2 = _mm256_unpacklo_ps(r2, r3), t3 = _mm256_unpackhi_ps(r2, r3);
+        c[0] = _mm512_cvtps_pd(_mm256_shuffle_ps(t0, t2, 0x44));
+        c[1] = _mm512_cvtps_pd(_mm256_shuffle_ps(t0, t2, 0xee));
+        c[2] = _mm512_cvtps_pd(_mm256_shuffle_ps(t1, t3, 0x44));
+        c[3] = _mm512_cvtps_pd(_mm256_shuffle_ps(t1, t3, 0xee));
+    }
+    static OLVM_INLINE void columns4(const double* base, const std::uintptr_t* at, V (&c)[4]) {
+        auto two = [&](unsigned q) {  // lanes q and q + 2, one in each half
+            return _mm512_insertf64x4(_mm512_castpd256_pd512(_mm256_loadu_pd(past(base, at[q]))),
+                                      _mm256_loadu_pd(past(base, at[q + 2])), 1);
+        };
+        // Unpacking pairs lanes in each 128-bit quarter: lanes 0 and 1, then 2 and 3, from
+        // r0 and r1; 4 and 5, then 6 and 7, from r4 and r5. The low unpacks hold columns 0
+        // and 2, the high ones 1 and 3.
+        const __m512d r0 = two(0), r1 = two(1), r4 = two(4), r5 = two(5);
+        const __m512d lo_a = _mm512_unpacklo_pd(r0, r1), lo_b = _mm512_unpacklo_pd(r4, r5);
+        const __m512d hi_a = _mm512_unpackhi_pd(r0, r1), hi_b = _mm512_unpackhi_pd(r4, r5);
+        c[0] = _mm512_shuffle_f64x2(lo_a, lo_b, 0x88);
+        c[1] = _mm512_shuffle_f64x2(hi_a, hi_b, 0x88);
+        c[2] = _mm512_shuffle_f64x2(lo_a, lo_b, 0xdd);
+        c[3] = _mm512_shuffle_f64x2(hi_a, hi_b, 0xdd);
+    }
 };
 #endif
 
@@ -183,6 +220,22 @@ struct Lanes4 {
         return _mm256_cvtps_pd(_mm256_i64gather_ps(base, at, 1));
     }
     static OLVM_INLINE V gather(const double* base, I at) { return _mm256_i64gather_pd(base, at, 1); }
+    static OLVM_INLINE void columns4(const float* base, const std::uintptr_t* at, V (&c)[4]) {
+        __m128 r[4];
+        for (unsigned q = 0; q < 4; ++q) r[q] = _mm_loadu_ps(past(base, at[q]));
+        _MM_TRANSPOSE4_PS(r[0], r[1], r[2], r[3]);
+        for (unsigned j = 0; j < 4; ++j) c[j] = _mm256_cvtps_pd(r[j]);
+    }
+    static OLVM_INLINE void columns4(const double* base, const std::uintptr_t* at, V (&c)[4]) {
+        V r[4];
+        for (unsigned q = 0; q < 4; ++q) r[q] = _mm256_loadu_pd(past(base, at[q]));
+        const V t0 = _mm256_unpacklo_pd(r[0], r[1]), t1 = _mm256_unpackhi_pd(r[0], r[1]);
+        const V t2 = _mm256_unpacklo_pd(r[2], r[3]), t3 = _mm256_unpackhi_pd(r[2], r[3]);
+        c[0] = _mm256_permute2f128_pd(t0, t2, 0x20);
+        c[1] = _mm256_permute2f128_pd(t1, t3, 0x20);
+        c[2] = _mm256_permute2f128_pd(t0, t2, 0x31);
+        c[3] = _mm256_permute2f128_pd(t1, t3, 0x31);
+    }
 };
 #endif
 
@@ -245,6 +298,20 @@ struct Lanes2 {  // the x86-64 baseline: SSE2
         return _mm_setr_pd(static_cast<double>(*reinterpret_cast<const T*>(b + at.at[0])),
                            static_cast<double>(*reinterpret_cast<const T*>(b + at.at[1])));
     }
+    static OLVM_INLINE void columns4(const float* base, const std::uintptr_t* at, V (&c)[4]) {
+        const __m128 r0 = _mm_loadu_ps(past(base, at[0]));
+        const __m128 r1 = _mm_loadu_ps(past(base, at[1]));
+        const __m128 t0 = _mm_unpacklo_ps(r0, r1), t1 = _mm_unpackhi_ps(r0, r1);
+        c[0] = _mm_cvtps_pd(t0), c[1] = _mm_cvtps_pd(_mm_movehl_ps(t0, t0));
+        c[2] = _mm_cvtps_pd(t1), c[3] = _mm_cvtps_pd(_mm_movehl_ps(t1, t1));
+    }
+    static OLVM_INLINE void columns4(const double* base, const std::uintptr_t* at, V (&c)[4]) {
+        const double *r0 = past(base, at[0]), *r1 = past(base, at[1]);
+        for (unsigned j = 0; j < 4; j += 2) {
+            const V x = _mm_loadu_pd(r0 + j), y = _mm_loadu_pd(r1 + j);
+            c[j] = _mm_unpacklo_pd(x, y), c[j + 1] = _mm_unpackhi_pd(x, y);
+        }
+    }
 };
 
 // Two vectors of L side by side, as one vector of twice the lanes. For kernels whose work
@@ -303,6 +370,13 @@ struct Pair {
     static OLVM_INLINE void store(T* p, V v, unsigned) {
         L::store(p, v.lo, half);
         L::store(p + half, v.hi, half);
+    }
+    template <class T>
+    static OLVM_INLINE void columns4(const T* base, const std::uintptr_t* at, V (&c)[4]) {
+        typename L::V lo[4], hi[4];
+        L::columns4(base, at, lo);
+        L::columns4(base, at + half, hi);
+        for (unsigned j = 0; j < 4; ++j) c[j] = {lo[j], hi[j]};
     }
     static OLVM_INLINE void rows4(const V (&c)[4], __m128 (&rows)[lanes]) {
         __m128 lo[half], hi[half];

@@ -223,9 +223,6 @@ unsigned mul_lanes(const MulJob& job) {
     return n;
 }
 
-// Arrays of more bytes than this are far: more than a core's caches (L1 and L2) hold.
-constexpr std::size_t far_bytes = std::size_t(1) << 20;
-
 // Rows of up to four elements go to the narrow lanes, longer ones to the wide lanes;
 // the P layout's lanes run across objects and are always wide.
 template <class T, unsigned O>
@@ -261,7 +258,7 @@ unsigned mul_order(const MulJob& job) {
         return x.kind == frame::Place::Entries && (x.obj == 0 || x.obj == es);
     };
     if (interleaved(a) && interleaved(b) && c.kind == frame::Place::Entries && c.obj == es) {
-        const bool far = std::size_t(job.count) * (3 * O * O * sizeof(T)) > far_bytes;
+        const bool far = std::size_t(job.count) * (3 * O * O * sizeof(T)) > frame::far_bytes;
         return simd::with_flags(
             [&](auto trans_a, auto trans_b, auto fetch) {
                 return mul_lanes<LP, T, O, trans_a(), trans_b(), O >= 5 && fetch()>(job);

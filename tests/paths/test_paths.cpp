@@ -184,10 +184,12 @@ TEST(Paths, EveryBatchKernelGivesThePlainBitsOnEveryPath) {
     const unsigned counts[] = {1, 9, 19, 37};
 #endif
     // Arrays long enough to take the kernels' ways through memory: sixteen bytes at a
-    // time (a packed standard array, the P runs of many objects), destination fetched
-    // ahead (a P product of more than a megabyte).
-    const std::pair<std::string, unsigned> streamed[] = {
-        {"olvmSub_mama_32f_4x4", 2100}, {"olvmAdd_mama_64f_3x3_P", 16400}, {"olvmMul_mama_32f_6x6_P", 2512}};
+    // time (a packed standard array, the P runs of many objects), operands fetched ahead
+    // (a P product and a solve of more than a megabyte).
+    const std::pair<std::string, unsigned> streamed[] = {{"olvmSub_mama_32f_4x4", 2100},
+                                                         {"olvmAdd_mama_64f_3x3_P", 16400},
+                                                         {"olvmMul_mama_32f_6x6_P", 2512},
+                                                         {"olvmLUBackSubst_mava_64f_4x4", 5600}};
     int runs = 0;
     for (const Path& path : paths()) {
         if (!path.supported) continue;
