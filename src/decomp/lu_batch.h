@@ -323,9 +323,9 @@ void solve_lanes(const SolveJob& job, Progress& at) {
 
 // Pairs of vectors first, so that two groups' dependency chains overlap, then single
 // vectors for what is left; `Singles`: single vectors only, where one group's state
-// already crowds the registers (measured: decompositions from order 5 and solves of
-// order 6 run faster without pairs). `run(lanes, at)` runs one kernel with those lanes
-// from `at`.
+// already crowds the registers (measured: decompositions from order 5 run faster
+// without pairs; solves, whose rows are loaded whole, run faster with them at every
+// order). `run(lanes, at)` runs one kernel with those lanes from `at`.
 template <bool Singles = false, class Run>
 OLVM_INLINE unsigned pairs_then_singles(Run run) {
     Progress at{0, false};
@@ -345,7 +345,7 @@ unsigned lu_batch(const LUJob& job) {
 template <class T>
 unsigned solve_batch(const SolveJob& job) {
     return simd::with_order(job.order, [&](auto order) {
-        return pairs_then_singles<(order() >= 6)>(
+        return pairs_then_singles(
             [&](auto lanes, Progress& at) { solve_lanes<decltype(lanes), T, order()>(job, at); });
     });
 }
