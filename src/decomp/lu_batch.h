@@ -200,8 +200,19 @@ void lu_lanes(const LUJob& job, Progress& at) {
             alignas(64) T side[O * O][W];
 #pragma GCC unroll 36
             for (unsigned e = 0; e < O * O; ++e) L::store(side[e], a[e / O][e % O], W);
+            const bool in_rows = d.kind != frame::Place::Entries;
             for (; q < W; ++q)
                 if (!finish(q, [&](std::uintptr_t base, const unsigned* index) {
+                        if (in_rows) {  // a row's start found once, not each element's place
+#pragma GCC unroll 6
+                            for (unsigned i = 0; i < O; ++i) {
+                                const std::uintptr_t row = base + index[i] * d.row;
+#pragma GCC unroll 6
+                                for (unsigned j = 0; j < O; ++j)
+                                    *reinterpret_cast<T*>(row + j * d.elem) = side[i * O + j][q];
+                            }
+                            return;
+                        }
 #pragma GCC unroll 36
                         for (unsigned e = 0; e < O * O; ++e)
                             to.template at<T>(base, index[e / O] * O + e % O) = side[e][q];
