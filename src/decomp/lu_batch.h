@@ -3,9 +3,11 @@
 // operation sequence on its own object, so every lane's values are bit for bit the plain
 // kernel's.
 //
-// The objects of a group are gathered element by element into the lanes (this is where
-// any layout's addressing, and a solve's row permutation, is applied: through per-lane
-// element or row addresses), worked on in registers and written back object by object.
+// The objects of a group are read into the lanes through per-lane element or row
+// addresses (this is where any layout's addressing, and a solve's row permutation, is
+// applied): rows of four or more contiguous elements loaded whole and transposed in
+// registers, other elements gathered one by one. They are worked on in registers and
+// written back object by object.
 // Pivot rows differ from lane to lane, so the decomposition keeps each lane's rows in
 // logical order (exchanging them with per-lane selects) and writes logical row i to the
 // stored row its index entry names: rows of four floats with one store each, after a
@@ -37,9 +39,9 @@ struct Progress {
     bool stopped;
 };
 
-// Fetching ahead, one group before it is worked on. The lanes read their objects with
-// gathers and write them element by element, a pattern the processor's own prefetcher
-// does not follow across objects; from memory every object would otherwise wait for
+// Fetching ahead, one group before it is worked on. The lanes read their objects lane by
+// lane and write them row by row or element by element, a pattern the processor's own
+// prefetcher does not follow across objects; from memory every object would otherwise wait for
 // its lines. P tables are left alone: finding their elements takes table reads. Arrays
 // that are not far are left alone too: in cache, the fetches only cost time (measured:
 // 4x4 factor + solve of 1,000 objects in cache, 42 against 34 ns an object).
@@ -248,8 +250,9 @@ OLVM_INLINE void substitute(Factor D, Rhs B, typename L::V (&xs)[O]) {
 }
 
 // Solve. Each lane's right-hand side and factor rows are read through its index vector,
-// in logical order: factors stored in rows (every layout but P) row by row with vector
-// gathers from per-lane row addresses, P factors element by element into a side buffer.
+// in logical order: factors stored in rows (every layout but P) row by row from per-lane
+// row addresses (loaded whole where their elements are contiguous, gathered otherwise),
+// P factors element by element into a side buffer.
 // A destination that is the right-hand side itself is left to the plain loop, whose
 // later reads of b see the solutions it has already stored.
 template <class L, class T, unsigned O>
