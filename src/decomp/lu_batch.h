@@ -67,6 +67,13 @@ OLVM_INLINE void fetch_last_pivot(const frame::Place& d, unsigned obj) {
     for (unsigned r = 0; r < O; ++r) _mm_prefetch(d.element(obj, r, (O - 1) + obj * O, O), _MM_HINT_T0);
 }
 
+// Whether load_row can read x's rows: rows of contiguous elements, at least four (rows
+// of three would be read past their end).
+template <class T, unsigned O>
+OLVM_INLINE bool whole_rows(const frame::Place& x) {
+    return O >= 4 && x.kind != frame::Place::Entries && x.elem == sizeof(T);
+}
+
 // Elements 0 to O - 1 of a row that every lane holds contiguously, lane q's starting at
 // `offset` + at[q] bytes: four elements at a time, the last four overlapping the previous
 // ones where O is not a multiple of four (so no lane reads past its row).
@@ -98,10 +105,8 @@ void lu_lanes(const LUJob& job, Progress& at) {
     // Destination rows of four contiguous floats take whole-row stores.
     constexpr bool four_floats = std::is_same_v<T, float> && O == 4;
     const bool row_stores = four_floats && d.kind != frame::Place::Entries && d.elem == sizeof(float);
-    const bool fetch = std::size_t(job.count) * (2 * O * O * sizeof(T)) > frame::far_bytes;
-    // Source rows of contiguous elements are loaded whole (rows of three would read past
-    // their end).
-    const bool row_loads = O >= 4 && s.kind != frame::Place::Entries && s.elem == sizeof(T);
+    const bool fetch = frame::is_far(job.count, 2 * O * O * sizeof(T));
+    const bool row_loads = whole_rows<T, O>(s);
     for (unsigned n = at.done; n + W <= job.count; n += W) {
         for (unsigned q = 0; q < W; ++q)
             if (s.object_null(n + q) || d.object_null(n + q)) return void(at = {n, true});
@@ -262,11 +267,11 @@ void solve_lanes(const SolveJob& job, Progress& at) {
     const frame::Place a = job.mat, b = job.rhs, x = job.dst;
     if (b.same_as(x)) return void(at.stopped = true);
     const bool in_rows = a.kind != frame::Place::Entries;
-    const bool row_loads = O >= 4 && in_rows && a.elem == sizeof(T);  // (as in lu_lanes)
+    const bool row_loads = whole_rows<T, O>(a);
     const frame::ElementAddresses<O * O> mat_at(a, O);
     const frame::ElementAddresses<O> rhs_at(b, O), dst_at(x, O);
     const unsigned elements = job.per_object ? O * O + 2 * O : 2 * O;  // per object
-    const bool fetch = std::size_t(job.count) * (elements * sizeof(T)) > frame::far_bytes;
+    const bool fetch = frame::is_far(job.count, elements * sizeof(T));
     for (unsigned n = at.done; n + W <= job.count; n += W) {
         unsigned outside = 0;  // index entries of the group not below O
         for (unsigned q = 0; q < W; ++q) {

@@ -294,9 +294,7 @@ struct Lanes2 {  // the x86-64 baseline: SSE2
     static OLVM_INLINE I addresses(const std::uintptr_t* p) { return {{p[0], p[1]}}; }
     template <class T>
     static OLVM_INLINE V gather(const T* base, I at) {
-        const auto b = reinterpret_cast<std::uintptr_t>(base);
-        return _mm_setr_pd(static_cast<double>(*reinterpret_cast<const T*>(b + at.at[0])),
-                           static_cast<double>(*reinterpret_cast<const T*>(b + at.at[1])));
+        return _mm_setr_pd(static_cast<double>(*past(base, at.at[0])), static_cast<double>(*past(base, at.at[1])));
     }
     static OLVM_INLINE void columns4(const float* base, const std::uintptr_t* at, V (&c)[4]) {
         const __m128 r0 = _mm_loadu_ps(past(base, at[0]));

@@ -258,7 +258,7 @@ unsigned mul_order(const MulJob& job) {
         return x.kind == frame::Place::Entries && (x.obj == 0 || x.obj == es);
     };
     if (interleaved(a) && interleaved(b) && c.kind == frame::Place::Entries && c.obj == es) {
-        const bool far = std::size_t(job.count) * (3 * O * O * sizeof(T)) > frame::far_bytes;
+        const bool far = frame::is_far(job.count, 3 * O * O * sizeof(T));
         return simd::with_flags(
             [&](auto trans_a, auto trans_b, auto fetch) {
                 return mul_lanes<LP, T, O, trans_a(), trans_b(), O >= 5 && fetch()>(job);
