@@ -21,7 +21,7 @@ namespace olvm::frame {
 // Batch kernels fetch ahead only for far arrays; nearer ones are in cache already, where
 // the fetches' address arithmetic is pure cost.
 inline constexpr std::size_t far_bytes = std::size_t(1) << 20;
-inline bool is_far(unsigned count, std::size_t object_bytes) {
+OLVM_INLINE bool is_far(unsigned count, std::size_t object_bytes) {
     return std::size_t(count) * object_bytes > far_bytes;
 }
 
