@@ -84,6 +84,13 @@ OLVM_INLINE void mul_objects(const frame::Place& a, const frame::Place& b, const
                     aw[g][i][k] = static_cast<double>(read<T>(as[g] + i * a_row + k * a.elem));
         }
     }
+    // Left to itself the compiler keeps the widened rows in registers and broadcasts each
+    // element with a lane permute, which on 512-bit lanes competes with the multiply-adds
+    // for the vector pipes; read through a pointer it cannot trace, each broadcast is a
+    // load (measured, 32f 6x6 products of 1,000 objects: 20.6 -> 13.9 ns, L 40.6 -> 36.2).
+    // The narrow lanes of rows up to four keep the register broadcast, which was faster.
+    const double(*awl)[O][R * W] = aw;
+    if constexpr (O >= 5) asm("" : "+r"(awl));
     typename L::V sum[G][O][R];
 #pragma GCC unroll 32
     for (unsigned e = 0; e < G * O * R; ++e) sum[e / (O * R)][e / R % O][e % R] = L::zero();
@@ -102,7 +109,7 @@ OLVM_INLINE void mul_objects(const frame::Place& a, const frame::Place& b, const
                     std::is_same_v<T, double>
                         ? L::broadcast(reinterpret_cast<const double*>(
                               as[g] + (TransA ? k : i) * a_row + (TransA ? i : k) * a_step))
-                        : L::broadcast(TransA ? aw[g][k][i] : aw[g][i][k]);
+                        : L::broadcast(TransA ? awl[g][k][i] : awl[g][i][k]);
                 for (unsigned r = 0; r < R; ++r) sum[g][i][r] = step<L, T, Through>(s, brow[g][r], sum[g][i][r]);
             }
     }
