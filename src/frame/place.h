@@ -34,15 +34,15 @@ struct Place {
     double value;
 
     OLVM_INLINE bool object_null(unsigned n) const {
-        return kind == Objects && static_cast<const void* const*>(ptr)[n] == nullptr;
+        return kind == Objects && listed_null(n);
     }
     // Start of object n (Rows, Objects).
-    OLVM_INLINE const char* start(unsigned n) const {
-        if (kind == Rows) return static_cast<const char*>(ptr) + Offset(n) * obj;
-        return static_cast<const char* const*>(ptr)[n] + offset;
-    }
+    OLVM_INLINE const char* start(unsigned n) const { return kind == Rows ? strided(n) : listed(n); }
     // Start of object n of a Rows operand.
     OLVM_INLINE const char* strided(unsigned n) const { return static_cast<const char*>(ptr) + Offset(n) * obj; }
+    // Object n of an Objects operand: its start, and whether its table entry is null.
+    OLVM_INLINE const char* listed(unsigned n) const { return static_cast<const char* const*>(ptr)[n] + offset; }
+    OLVM_INLINE bool listed_null(unsigned n) const { return static_cast<const void* const*>(ptr)[n] == nullptr; }
     // Stored element k of object n (Entries).
     OLVM_INLINE const char* entry(unsigned k, unsigned n) const {
         return static_cast<const char* const*>(ptr)[k] + offset + Offset(n) * obj;

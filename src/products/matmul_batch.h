@@ -120,22 +120,27 @@ OLVM_INLINE void mul_objects(const frame::Place& a, const frame::Place& b, const
     }
 }
 
-// Objects one at a time, or two side by side in the L layouts of 32f (the sums run
-// through the destination element) where the registers hold both objects' sums and rows
-// of B: each term is then rounded to float, a chain of multiply-add and two conversions
-// long enough that one object's sums leave the processor waiting. More objects side by
-// side gain nothing more (the conversions' throughput is then the limit), nor do pairs
-// elsewhere (the short chains of unrounded sums overlap anyway).
-template <class L, class T, unsigned O, bool Through, bool TransA, bool ContigA, bool Strided, bool Packed>
-unsigned mul_rows(const MulJob& job) {
+// How mul_rows finds the three operands' objects: Strided (above), all three through L
+// tables (Listed: starts and null tests without a test of each operand's kind), or a mix.
+enum class Addressing { Strided, Listed, Mixed };
+
+template <Addressing X>
+OLVM_INLINE const char* object_start(const frame::Place& x, unsigned n) {
+    if constexpr (X == Addressing::Strided) return x.strided(n);
+    if constexpr (X == Addressing::Listed) return x.listed(n);
+    return x.start(n);
+}
+
+template <class L, class T, unsigned O, bool Through, bool TransA, bool ContigA, bool Packed, Addressing X>
+OLVM_INLINE unsigned mul_loop(const frame::Place& a, const frame::Place& b, const frame::Place& c, unsigned count) {
     constexpr unsigned R = (O + L::lanes - 1) / L::lanes, registers = simd::vector_registers;
     constexpr auto fits = [](unsigned g) { return g * (O * R + R) + 1 <= registers; };
     constexpr unsigned G = Through && fits(2) ? 2 : 1;
-    // Locals, which the destination's stores cannot alias (the job's fields they could).
-    const frame::Place a = job.a, b = job.b, c = job.c;
-    auto at = [](const frame::Place& x, unsigned n) { return Strided ? x.strided(n) : x.start(n); };
-    auto null = [&](unsigned n) { return !Strided && (a.object_null(n) || b.object_null(n) || c.object_null(n)); };
-    const unsigned count = job.count;
+    auto at = [](const frame::Place& x, unsigned n) { return object_start<X>(x, n); };
+    auto null = [&](unsigned n) {
+        if constexpr (X == Addressing::Listed) return a.listed_null(n) || b.listed_null(n) || c.listed_null(n);
+        return X != Addressing::Strided && (a.object_null(n) || b.object_null(n) || c.object_null(n));
+    };
     unsigned n = 0;
     for (; G > 1 && n + G <= count; n += G) {
         bool any_null = false;
@@ -153,6 +158,28 @@ unsigned mul_rows(const MulJob& job) {
                                                                    {const_cast<char*>(at(c, n))});
     }
     return count;
+}
+
+// Objects one at a time, or two side by side in the L layouts of 32f (the sums run
+// through the destination element) where the registers hold both objects' sums and rows
+// of B: each term is then rounded to float, a chain of multiply-add and two conversions
+// long enough that one object's sums leave the processor waiting. More objects side by
+// side gain nothing more (the conversions' throughput is then the limit), nor do pairs
+// elsewhere (the short chains of unrounded sums overlap anyway).
+// L tables take their own loop: with the kind tests of general addressing gone, 64f
+// products of 1,000 objects in cache took 3.44 -> 2.97 ns (3x3), 4.93 -> 4.50 (4x4).
+template <class L, class T, unsigned O, bool Through, bool TransA, bool ContigA, bool Strided, bool Packed>
+unsigned mul_rows(const MulJob& job) {
+    // Locals, which the destination's stores cannot alias (the job's fields they could).
+    const frame::Place a = job.a, b = job.b, c = job.c;
+    if constexpr (Strided) {
+        return mul_loop<L, T, O, Through, TransA, ContigA, Packed, Addressing::Strided>(a, b, c, job.count);
+    } else {
+        constexpr auto listed = frame::Place::Objects;
+        if (a.kind == listed && b.kind == listed && c.kind == listed)
+            return mul_loop<L, T, O, Through, TransA, ContigA, Packed, Addressing::Listed>(a, b, c, job.count);
+        return mul_loop<L, T, O, Through, TransA, ContigA, Packed, Addressing::Mixed>(a, b, c, job.count);
+    }
 }
 
 // P layout, one object per lane: element k of consecutive objects is contiguous, so each
