@@ -503,6 +503,29 @@ OLVM_INLINE typename L::V add_term(typename L::V a, typename L::V b, typename L:
     return L::add(L::mul(a, b), sum);
 }
 
+// b times the double at x, broadcast to every lane. Where the path has embedded
+// broadcasts the broadcast is written into the multiply's memory operand: left to the
+// compiler, most stay separate broadcast loads, one more instruction a term (measured,
+// 64f 6x6 products of 1,000 objects in cache: 16.7 -> 13.2 ns, L 17.1 -> 13.8).
+template <class L>
+OLVM_INLINE typename L::V mul_element(typename L::V b, const double* x) {
+    return L::mul(b, L::broadcast(x));
+}
+#if defined(__AVX512F__) && defined(__AVX512VL__)
+template <>
+OLVM_INLINE Lanes4::V mul_element<Lanes4>(Lanes4::V b, const double* x) {
+    Lanes4::V r;
+    asm("vmulpd %2%{1to4%}, %1, %0" : "=v"(r) : "v"(b), "m"(*x));
+    return r;
+}
+template <>
+OLVM_INLINE Lanes8::V mul_element<Lanes8>(Lanes8::V b, const double* x) {
+    Lanes8::V r;
+    asm("vmulpd %2%{1to8%}, %1, %0" : "=v"(r) : "v"(b), "m"(*x));
+    return r;
+}
+#endif
+
 // Calls f(std::integral_constant<unsigned, O>) for a fixed order O from 3 to 6; other
 // orders have no batch kernel and finish nothing.
 template <class F>

@@ -105,12 +105,16 @@ OLVM_INLINE void mul_objects(const frame::Place& a, const frame::Place& b, const
         for (unsigned i = 0; i < O; ++i)
 #pragma GCC unroll 2
             for (unsigned g = 0; g < G; ++g) {
-                const typename L::V s =
-                    std::is_same_v<T, double>
-                        ? L::broadcast(reinterpret_cast<const double*>(
-                              as[g] + (TransA ? k : i) * a_row + (TransA ? i : k) * a_step))
-                        : L::broadcast(TransA ? awl[g][k][i] : awl[g][i][k]);
-                for (unsigned r = 0; r < R; ++r) sum[g][i][r] = step<L, T, Through>(s, brow[g][r], sum[g][i][r]);
+                if constexpr (std::is_same_v<T, double>) {
+                    // Doubles are multiplied by A's element where it is stored.
+                    const double* x = reinterpret_cast<const double*>(as[g] + (TransA ? k : i) * a_row +
+                                                                      (TransA ? i : k) * a_step);
+                    for (unsigned r = 0; r < R; ++r)
+                        sum[g][i][r] = L::add(simd::mul_element<L>(brow[g][r], x), sum[g][i][r]);
+                } else {
+                    const typename L::V s = L::broadcast(TransA ? awl[g][k][i] : awl[g][i][k]);
+                    for (unsigned r = 0; r < R; ++r) sum[g][i][r] = step<L, T, Through>(s, brow[g][r], sum[g][i][r]);
+                }
             }
     }
 #pragma GCC unroll 32
@@ -135,7 +139,7 @@ template <class L, class T, unsigned O, bool Through, bool TransA, bool ContigA,
 OLVM_INLINE unsigned mul_loop(const frame::Place& a, const frame::Place& b, const frame::Place& c, unsigned count) {
     constexpr unsigned R = (O + L::lanes - 1) / L::lanes, registers = simd::vector_registers;
     constexpr auto fits = [](unsigned g) { return g * (O * R + R) + 1 <= registers; };
-    constexpr unsigned G = Through && fits(2) ? 2 : 1;
+    constexpr unsigned G = (Through || (X == Addressing::Listed && O <= 4)) && fits(2) ? 2 : 1;
     auto at = [](const frame::Place& x, unsigned n) { return object_start<X>(x, n); };
     auto null = [&](unsigned n) {
         if constexpr (X == Addressing::Listed) return a.listed_null(n) || b.listed_null(n) || c.listed_null(n);
@@ -164,10 +168,12 @@ OLVM_INLINE unsigned mul_loop(const frame::Place& a, const frame::Place& b, cons
 // through the destination element) where the registers hold both objects' sums and rows
 // of B: each term is then rounded to float, a chain of multiply-add and two conversions
 // long enough that one object's sums leave the processor waiting. More objects side by
-// side gain nothing more (the conversions' throughput is then the limit), nor do pairs
-// elsewhere (the short chains of unrounded sums overlap anyway).
-// L tables take their own loop: with the kind tests of general addressing gone, 64f
-// products of 1,000 objects in cache took 3.44 -> 2.97 ns (3x3), 4.93 -> 4.50 (4x4).
+// side gain nothing more (the conversions' throughput is then the limit). L tables of
+// orders 3 and 4 take pairs too: each object's loads wait for its table entries, and two
+// objects side by side overlap those waits (64f 1,000 objects in cache: 3x3 3.05 -> 2.75
+// ns, 4x4 4.52 -> 4.17; the standard layout, and L at order 6, gained nothing or lost).
+// L tables also take their own loop: with the kind tests of general addressing gone, 64f
+// took 3.44 -> 2.97 ns (3x3 L), 4.93 -> 4.50 (4x4 L).
 template <class L, class T, unsigned O, bool Through, bool TransA, bool ContigA, bool Strided, bool Packed>
 unsigned mul_rows(const MulJob& job) {
     // Locals, which the destination's stores cannot alias (the job's fields they could).
