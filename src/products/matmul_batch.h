@@ -88,9 +88,10 @@ OLVM_INLINE void mul_objects(const frame::Place& a, const frame::Place& b, const
     // element with a lane permute, which on 512-bit lanes competes with the multiply-adds
     // for the vector pipes; read through a pointer it cannot trace, each broadcast is a
     // load (measured, 32f 6x6 products of 1,000 objects: 20.6 -> 13.9 ns, L 40.6 -> 36.2).
-    // The narrow lanes of rows up to four keep the register broadcast, which was faster.
+    // Narrower lanes (rows up to four, and the AVX2 and SSE2 paths) keep the register
+    // broadcast, which was as fast or faster there.
     const double(*awl)[O][R * W] = aw;
-    if constexpr (O >= 5) asm("" : "+r"(awl));
+    if constexpr (W >= 8) asm("" : "+r"(awl));
     typename L::V sum[G][O][R];
 #pragma GCC unroll 32
     for (unsigned e = 0; e < G * O * R; ++e) sum[e / (O * R)][e / R % O][e % R] = L::zero();
