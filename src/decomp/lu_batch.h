@@ -67,8 +67,8 @@ OLVM_INLINE void fetch_last_pivot(const frame::Place& d, unsigned obj) {
     for (unsigned r = 0; r < O; ++r) _mm_prefetch(d.element(obj, r, (O - 1) + obj * O, O), _MM_HINT_T0);
 }
 
-// Whether load_row can read x's rows: rows of contiguous elements, at least four (rows
-// of three would be read past their end).
+// Whether x's rows can be read (load_row) or written four elements at a time: rows of
+// contiguous elements, at least four (rows of three would be read past their end).
 template <class T, unsigned O>
 OLVM_INLINE bool whole_rows(const frame::Place& x) {
     return O >= 4 && x.kind != frame::Place::Entries && x.elem == sizeof(T);
@@ -104,7 +104,7 @@ void lu_lanes(const LUJob& job, Progress& at) {
     const frame::ElementAddresses<O * O> from(s, O), to(d, O);
     // Destination rows of four contiguous floats take whole-row stores.
     constexpr bool four_floats = std::is_same_v<T, float> && O == 4;
-    const bool row_stores = four_floats && d.kind != frame::Place::Entries && d.elem == sizeof(float);
+    const bool row_stores = four_floats && whole_rows<T, O>(d);
     const bool fetch = frame::is_far(job.count, 2 * O * O * sizeof(T));
     const bool row_loads = whole_rows<T, O>(s);
     for (unsigned n = at.done; n + W <= job.count; n += W) {

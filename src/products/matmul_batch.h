@@ -91,7 +91,7 @@ OLVM_INLINE void mul_objects(const frame::Place& a, const frame::Place& b, const
     // Narrower lanes (rows up to four, and the AVX2 and SSE2 paths) keep the register
     // broadcast, which was as fast or faster there.
     const double(*awl)[O][R * W] = aw;
-    if constexpr (W >= 8) asm("" : "+r"(awl));
+    if constexpr (!std::is_same_v<T, double> && W >= 8) asm("" : "+r"(awl));
     typename L::V sum[G][O][R];
 #pragma GCC unroll 32
     for (unsigned e = 0; e < G * O * R; ++e) sum[e / (O * R)][e / R % O][e % R] = L::zero();
@@ -135,6 +135,12 @@ OLVM_INLINE const char* object_start(const frame::Place& x, unsigned n) {
     if constexpr (X == Addressing::Listed) return x.listed(n);
     return x.start(n);
 }
+template <Addressing X>
+OLVM_INLINE bool object_null(const frame::Place& x, unsigned n) {
+    if constexpr (X == Addressing::Strided) return false;
+    if constexpr (X == Addressing::Listed) return x.listed_null(n);
+    return x.object_null(n);
+}
 
 template <class L, class T, unsigned O, bool Through, bool TransA, bool ContigA, bool Packed, Addressing X>
 OLVM_INLINE unsigned mul_loop(const frame::Place& a, const frame::Place& b, const frame::Place& c, unsigned count) {
@@ -142,10 +148,7 @@ OLVM_INLINE unsigned mul_loop(const frame::Place& a, const frame::Place& b, cons
     constexpr auto fits = [](unsigned g) { return g * (O * R + R) + 1 <= registers; };
     constexpr unsigned G = (Through || (X == Addressing::Listed && O <= 4)) && fits(2) ? 2 : 1;
     auto at = [](const frame::Place& x, unsigned n) { return object_start<X>(x, n); };
-    auto null = [&](unsigned n) {
-        if constexpr (X == Addressing::Listed) return a.listed_null(n) || b.listed_null(n) || c.listed_null(n);
-        return X != Addressing::Strided && (a.object_null(n) || b.object_null(n) || c.object_null(n));
-    };
+    auto null = [&](unsigned n) { return object_null<X>(a, n) || object_null<X>(b, n) || object_null<X>(c, n); };
     unsigned n = 0;
     for (; G > 1 && n + G <= count; n += G) {
         bool any_null = false;
