@@ -199,12 +199,16 @@ unsigned mul_rows(const MulJob& job) {
 // C are summed side by side (as many as the registers hold), term k of each before term
 // k + 1, so that the rounding chains of their elements overlap.
 //
-// `Fetch`: the arrays are far (larger than the caches) and there are more runs than the
-// processor's own prefetcher follows (from order 5: 75 runs and more), so the
-// destination's lines are fetched ahead, a line a run at a time, rather than each
-// store waiting for its line. Measured on AMD EPYC (family 25), 6x6 products of
-// 1,000,000 objects: 32f 63 -> 54 ns, 64f 87 -> 80 ns an object; fetching the sources'
-// runs as well, or fetching at orders 3 and 4 (27 and 48 runs), was slower.
+// `Fetch`: the arrays are far (larger than the caches), and their 27 to 108 runs are more
+// than the processor's own prefetcher follows, so every run's lines are fetched ahead, a
+// line a run at a time. They are fetched into the L2 cache: fetched into L1 (as the
+// destination's alone once were), the sources' lines made every order slower, as if the
+// L1's outstanding misses were too few for them. Where a group's runs take more than 64
+// lines (64f from order 5), the destination's still go to L1 (into L2 they were slower
+// there). Measured on AMD EPYC (family 25), products of 1,000,000 objects, against
+// fetching the destination alone from order 5 on: 32f 3x3 6.49 -> 5.04 ns an object,
+// 4x4 20.1 -> 10.8, 6x6 54.1 -> 39.3; 64f 3x3 11.7 -> 10.9, 4x4 36.2 -> 20.6, 6x6 level
+// (67.6, 68.7).
 template <class L, class T, unsigned O, bool TransA, bool TransB, bool Fetch>
 unsigned mul_lanes(const MulJob& job) {
     constexpr unsigned W = L::lanes, E = O * O;
@@ -232,12 +236,19 @@ unsigned mul_lanes(const MulJob& job) {
     alignas(64) double aw[widen ? E : 1][W], bw[widen ? E : 1][W];
     const unsigned count = job.count;
     constexpr unsigned line = 64 / sizeof(T), ahead = 1024 / sizeof(T);  // in elements
+    constexpr bool dst_to_l1 = 3 * E * W * sizeof(T) > 64 * 64;  // a group's runs take more than 64 lines
     unsigned n = 0;
     for (; n + W <= count; n += W) {
         if constexpr (Fetch)
             if (n % line == 0)
 #pragma GCC unroll 36
-                for (unsigned e = 0; e < E; ++e) _mm_prefetch(reinterpret_cast<const char*>(cr[e] + n + ahead), _MM_HINT_T0);
+                for (unsigned e = 0; e < E; ++e) {
+                    const char* next = reinterpret_cast<const char*>(cr[e] + n + ahead);
+                    if constexpr (dst_to_l1) _mm_prefetch(next, _MM_HINT_T0);
+                    else _mm_prefetch(next, _MM_HINT_T1);
+                    if (!a_one) _mm_prefetch(reinterpret_cast<const char*>(ar[e] + n + ahead), _MM_HINT_T1);
+                    if (!b_one) _mm_prefetch(reinterpret_cast<const char*>(br[e] + n + ahead), _MM_HINT_T1);
+                }
         if constexpr (widen) {
 #pragma GCC unroll 36
             for (unsigned e = 0; e < E; ++e) {
@@ -305,7 +316,7 @@ unsigned mul_order(const MulJob& job) {
         const bool far = frame::is_far(job.count, 3 * O * O * sizeof(T));
         return simd::with_flags(
             [&](auto trans_a, auto trans_b, auto fetch) {
-                return mul_lanes<LP, T, O, trans_a(), trans_b(), O >= 5 && fetch()>(job);
+                return mul_lanes<LP, T, O, trans_a(), trans_b(), fetch()>(job);
             },
             a.transposed, b.transposed, far);
     }
