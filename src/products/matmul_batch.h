@@ -279,10 +279,18 @@ unsigned mul_lanes(const MulJob& job) {
 }
 
 // Rows of up to four elements go to the narrow lanes, longer ones to the wide lanes;
-// the P layout's lanes run across objects and are always wide.
+// the P layout's lanes run across objects and are always wide. Rows whose sums round
+// after every term are bound by the two conversions of each term, and where the wide
+// lanes are 256-bit (AVX2) rows that do not fill whole vectors (orders 3, 5, 6) convert
+// fewer unused lanes in 128-bit vectors. Measured on AMD EPYC (family 25, model 1),
+// 32f L products of 1,000 objects: 3x3 11.4 -> 11.0 ns, 6x6 69.0 -> 61.3; 4x4 took
+// 15.7 -> 18.8 in 128-bit vectors and keeps the 256-bit ones.
+template <unsigned O, bool Round>
+using RowLanes = std::conditional_t<Round && O % 4 != 0 && simd::Wide::lanes == 4, simd::Lanes2,
+                                    std::conditional_t<(O <= 4), simd::Narrow, simd::Wide>>;
+
 template <class T, unsigned O>
 unsigned mul_order(const MulJob& job) {
-    using L = std::conditional_t<(O <= 4), simd::Narrow, simd::Wide>;
     using LP = simd::Wide;
     const frame::Place a = job.a, b = job.b, c = job.c;
     const frame::Offset es = sizeof(T);
@@ -300,12 +308,14 @@ unsigned mul_order(const MulJob& job) {
         if (contig && a.row == packed_row && b.row == packed_row)
             return simd::with_flags(
                 [&](auto through, auto trans, auto all_strided) {
-                    return mul_rows<L, T, O, can_round && through(), trans(), true, all_strided(), true>(job);
+                    constexpr bool each_term = can_round && through();
+                    return mul_rows<RowLanes<O, each_term>, T, O, each_term, trans(), true, all_strided(), true>(job);
                 },
                 job.through, a.transposed, strided);
         return simd::with_flags(
             [&](auto through, auto trans, auto contig_a, auto all_strided) {
-                return mul_rows<L, T, O, can_round && through(), trans(), contig_a(), all_strided(), false>(job);
+                constexpr bool each_term = can_round && through();
+                return mul_rows<RowLanes<O, each_term>, T, O, each_term, trans(), contig_a(), all_strided(), false>(job);
             },
             job.through, a.transposed, contig, strided);
     }
