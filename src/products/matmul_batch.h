@@ -281,12 +281,12 @@ unsigned mul_lanes(const MulJob& job) {
 // Rows of up to four elements go to the narrow lanes, longer ones to the wide lanes;
 // the P layout's lanes run across objects and are always wide. Rows whose sums round
 // after every term are bound by the two conversions of each term, and where the wide
-// lanes are 256-bit (AVX2) rows that do not fill whole vectors (orders 3, 5, 6) convert
-// fewer unused lanes in 128-bit vectors. Measured on AMD EPYC (family 25, model 1),
-// 32f L products of 1,000 objects: 3x3 11.4 -> 11.0 ns, 6x6 69.0 -> 61.3; 4x4 took
-// 15.7 -> 18.8 in 128-bit vectors and keeps the 256-bit ones.
+// lanes are 256-bit (AVX2), rows of five or six, which do not fill two vectors, convert
+// fewer unused lanes in three 128-bit vectors. Measured on AMD EPYC (family 25, model
+// 1), 32f L products of 1,000 objects: 6x6 64.1 -> 60.9 ns an object; rows of three
+// keep their 256-bit vector (9.7 ns, against 10.9 in 128-bit vectors).
 template <unsigned O, bool Round>
-using RowLanes = std::conditional_t<Round && O % 4 != 0 && simd::Wide::lanes == 4, simd::Lanes2,
+using RowLanes = std::conditional_t<Round && (O > 4) && simd::Wide::lanes == 4, simd::Lanes2,
                                     std::conditional_t<(O <= 4), simd::Narrow, simd::Wide>>;
 
 template <class T, unsigned O>
