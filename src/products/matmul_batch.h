@@ -85,13 +85,14 @@ OLVM_INLINE void mul_objects(const frame::Place& a, const frame::Place& b, const
         }
     }
     // Left to itself the compiler keeps the widened rows in registers and broadcasts each
-    // element with a lane permute, which on 512-bit lanes competes with the multiply-adds
-    // for the vector pipes; read through a pointer it cannot trace, each broadcast is a
-    // load (measured, 32f 6x6 products of 1,000 objects: 20.6 -> 13.9 ns, L 40.6 -> 36.2).
-    // Narrower lanes (rows up to four, and the AVX2 and SSE2 paths) keep the register
-    // broadcast, which was as fast or faster there.
+    // element with a lane permute, which competes with the multiply-adds for the vector
+    // pipes; read through a pointer it cannot trace, each broadcast is a load. Measured,
+    // 32f products of 1,000 objects: on 512-bit lanes (AMD EPYC family 25, AVX-512) 6x6
+    // 20.6 -> 13.9 ns, L 40.6 -> 36.2; on the AVX2 path (family 25, model 1) 4x4 8.65 ->
+    // 6.86, 4x4 L 15.8 -> 11.5, 6x6 27.5 -> 20.2. The AVX-512 path's 256-bit rows (orders
+    // 3 and 4) keep the register broadcast, which was faster there (4x4 4.45 against 5.87).
     const double(*awl)[O][R * W] = aw;
-    if constexpr (!std::is_same_v<T, double> && W >= 8) asm("" : "+r"(awl));
+    if constexpr (!std::is_same_v<T, double> && (W >= 8 || simd::Wide::lanes == 4)) asm("" : "+r"(awl));
     typename L::V sum[G][O][R];
 #pragma GCC unroll 32
     for (unsigned e = 0; e < G * O * R; ++e) sum[e / (O * R)][e / R % O][e % R] = L::zero();
