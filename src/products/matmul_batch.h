@@ -147,7 +147,10 @@ template <class L, class T, unsigned O, bool Through, bool TransA, bool ContigA,
 OLVM_INLINE unsigned mul_loop(const frame::Place& a, const frame::Place& b, const frame::Place& c, unsigned count) {
     constexpr unsigned R = (O + L::lanes - 1) / L::lanes, registers = simd::vector_registers;
     constexpr auto fits = [](unsigned g) { return g * (O * R + R) + 1 <= registers; };
-    constexpr unsigned G = (Through || (X == Addressing::Listed && O <= 4)) && fits(2) ? 2 : 1;
+    // On the AVX2 path 64f 4x4 L objects are faster one at a time (AMD EPYC, family 25,
+    // model 1, 1,000 objects in cache: 7.81 -> 6.98 ns an object).
+    constexpr bool listed_pairs = X == Addressing::Listed && O <= 4 && !(O == 4 && simd::Wide::lanes == 4);
+    constexpr unsigned G = (Through || listed_pairs) && fits(2) ? 2 : 1;
     auto at = [](const frame::Place& x, unsigned n) { return object_start<X>(x, n); };
     auto null = [&](unsigned n) { return object_null<X>(a, n) || object_null<X>(b, n) || object_null<X>(c, n); };
     unsigned n = 0;
