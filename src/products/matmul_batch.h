@@ -21,6 +21,9 @@ namespace olvm::products::OLVM_PATH {
 
 namespace simd = olvm::simd::OLVM_PATH;
 
+// The AVX2 path, whose wide lanes are 256-bit: some choices below were measured to differ there.
+constexpr bool wide_256 = simd::Wide::lanes == 4;
+
 template <class T>
 OLVM_INLINE T read(const char* p) {
     return *reinterpret_cast<const T*>(p);
@@ -92,7 +95,7 @@ OLVM_INLINE void mul_objects(const frame::Place& a, const frame::Place& b, const
     // 6.86, 4x4 L 15.8 -> 11.5, 6x6 27.5 -> 20.2. The AVX-512 path's 256-bit rows (orders
     // 3 and 4) keep the register broadcast, which was faster there (4x4 4.45 against 5.87).
     const double(*awl)[O][R * W] = aw;
-    if constexpr (!std::is_same_v<T, double> && (W >= 8 || simd::Wide::lanes == 4)) asm("" : "+r"(awl));
+    if constexpr (!std::is_same_v<T, double> && (W >= 8 || wide_256)) asm("" : "+r"(awl));
     typename L::V sum[G][O][R];
 #pragma GCC unroll 32
     for (unsigned e = 0; e < G * O * R; ++e) sum[e / (O * R)][e / R % O][e % R] = L::zero();
@@ -149,7 +152,7 @@ OLVM_INLINE unsigned mul_loop(const frame::Place& a, const frame::Place& b, cons
     constexpr auto fits = [](unsigned g) { return g * (O * R + R) + 1 <= registers; };
     // On the AVX2 path 64f 4x4 L objects are faster one at a time (AMD EPYC, family 25,
     // model 1, 1,000 objects in cache: 7.81 -> 6.98 ns an object).
-    constexpr bool listed_pairs = X == Addressing::Listed && O <= 4 && !(O == 4 && simd::Wide::lanes == 4);
+    constexpr bool listed_pairs = X == Addressing::Listed && O <= 4 && !(O == 4 && wide_256);
     constexpr unsigned G = (Through || listed_pairs) && fits(2) ? 2 : 1;
     auto at = [](const frame::Place& x, unsigned n) { return object_start<X>(x, n); };
     auto null = [&](unsigned n) { return object_null<X>(a, n) || object_null<X>(b, n) || object_null<X>(c, n); };
@@ -290,7 +293,7 @@ unsigned mul_lanes(const MulJob& job) {
 // 1), 32f L products of 1,000 objects: 6x6 64.1 -> 60.9 ns an object; rows of three
 // keep their 256-bit vector (9.7 ns, against 10.9 in 128-bit vectors).
 template <unsigned O, bool Round>
-using RowLanes = std::conditional_t<Round && (O > 4) && simd::Wide::lanes == 4, simd::Lanes2,
+using RowLanes = std::conditional_t<Round && (O > 4) && wide_256, simd::Lanes2,
                                     std::conditional_t<(O <= 4), simd::Narrow, simd::Wide>>;
 
 template <class T, unsigned O>
